@@ -1,0 +1,7 @@
+// The framework layer: the string, time, exception, thread and module
+// services of the application framework the library was written beside.
+#pragma once
+
+#include <qnlith/win32.h>
+#include <qnlith/framework/api.h>
+#include <qnlith/framework/exceptions.h>

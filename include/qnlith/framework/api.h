@@ -1,0 +1,4 @@
+// Linkage of the framework layer's exported names.
+#pragma once
+
+#define QN_FRAMEWORK_API __attribute__((visibility("default")))

@@ -1,0 +1,6 @@
+// The whole public interface: the library and both layers beneath it.
+#pragma once
+
+#include <qnlith/win32.h>
+#include <qnlith/framework.h>
+#include <qnlith/core/api.h>

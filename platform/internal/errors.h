@@ -1,0 +1,24 @@
+// The layer's one mapping from errno to Win32 error numbers.
+#pragma once
+
+#include <cerrno>
+#include <qnlith/win32/errors.h>
+
+namespace qn {
+
+// The Win32 number Windows reports for the condition an errno value names.
+DWORD win32ErrorFromErrno(int error);
+
+// Sets the thread's last error from errno (or the given value) and returns
+// false-ish for the common "fail with the cause in GetLastError" tail call.
+inline BOOL failWithErrno(int error = errno) {
+  SetLastError(win32ErrorFromErrno(error));
+  return FALSE;
+}
+
+inline BOOL failWith(DWORD error) {
+  SetLastError(error);
+  return FALSE;
+}
+
+}  // namespace qn

@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Builds the project twice, warnings as errors (a normal build, and one with
+# AddressSanitizer and UndefinedBehaviorSanitizer), and runs the whole test
+# suite in each. QNLITH_TEST_PRESETS narrows the list, e.g. "ci".
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/setup.sh
+for preset in ${QNLITH_TEST_PRESETS:-ci sanitize}; do
+  echo "== build and test: $preset"
+  cmake --preset "$preset" >/dev/null
+  cmake --build --preset "$preset"
+  ctest --preset "$preset"
+done
