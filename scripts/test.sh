@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the project twice, warnings as errors (a normal build, and one with
-# AddressSanitizer and UndefinedBehaviorSanitizer), and runs the whole test
+# AddressSanitizer and UndefinedBehaviorSanitizer under clang 14, which so
+# also keeps the code warning-free with clang), and runs the whole test
 # suite in each. QNLITH_TEST_PRESETS narrows the list, e.g. "ci".
 set -euo pipefail
 cd "$(dirname "$0")/.."

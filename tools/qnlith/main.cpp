@@ -1,12 +1,93 @@
 // qnlith: the library on the command line.
+#include <qnlith/qnlith.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <string>
+
+#include "command.h"
+
+namespace {
+
+std::vector<const QnlithCommand*>& commands() {
+  static std::vector<const QnlithCommand*> all;
+  return all;
+}
+
+std::string narrow(const std::wstring& text) {
+  if (text.empty()) return {};
+  const int n = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
+  std::string out(static_cast<std::size_t>(n), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), out.data(), n, nullptr, nullptr);
+  return out;
+}
+
+std::wstring widen(const char* text) {
+  const int n = MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
+  std::wstring out(static_cast<std::size_t>(n), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, text, -1, out.data(), n);
+  out.resize(n > 0 ? static_cast<std::size_t>(n - 1) : 0);
+  return out;
+}
+
+const QnlithCommand* find(const char* name) {
+  for (auto* c : commands())
+    if (std::strcmp(c->name, name) == 0) return c;
+  return nullptr;
+}
+
+void printUsage(std::FILE* to, const QnlithCommand& command) {
+  const char* line = command.usage;
+  while (*line) {
+    const char* end = std::strchr(line, '\n');
+    const std::size_t n = end ? static_cast<std::size_t>(end - line) : std::strlen(line);
+    std::fprintf(to, "  qnlith %.*s\n", static_cast<int>(n), line);
+    line += n + (end ? 1 : 0);
+  }
+}
+
+void printHelp() {
+  std::puts("usage: qnlith <command> [arguments]\n\ncommands:");
+  auto sorted = commands();
+  std::sort(sorted.begin(), sorted.end(),
+            [](const QnlithCommand* a, const QnlithCommand* b) { return std::strcmp(a->name, b->name) < 0; });
+  for (auto* c : sorted) printUsage(stdout, *c);
+  std::puts("  qnlith --help");
+}
+
+}  // namespace
+
+QnlithCommand::QnlithCommand(const char* name, const char* usage, int (*run)(const QnlithArguments&))
+    : name(name), usage(usage), run(run) {
+  commands().push_back(this);
+}
+
+void qnlithOut(const std::wstring& text) { std::fputs(narrow(text).c_str(), stdout); }
+
+void qnlithErr(const std::wstring& text) { std::fputs(narrow(text).c_str(), stderr); }
+
+int qnlithUsageError(const char* name, const std::wstring& problem) {
+  std::fprintf(stderr, "qnlith %s: %s\nusage:\n", name, narrow(problem).c_str());
+  if (auto* c = find(name)) printUsage(stderr, *c);
+  return 2;
+}
 
 int main(int argc, char** argv) {
-  if (argc < 2 || std::strcmp(argv[1], "--help") == 0) {
-    std::puts("usage: qnlith <command> [arguments]");
-    return argc < 2 ? 1 : 0;
+  if (argc < 2) {
+    printHelp();
+    return 2;
   }
-  std::fprintf(stderr, "qnlith: unknown command '%s'\n", argv[1]);
-  return 2;
+  if (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0 || std::strcmp(argv[1], "help") == 0) {
+    printHelp();
+    return 0;
+  }
+  const QnlithCommand* command = find(argv[1]);
+  if (command == nullptr) {
+    std::fprintf(stderr, "qnlith: unknown command '%s'; see qnlith --help\n", argv[1]);
+    return 2;
+  }
+  QnlithArguments arguments;
+  for (int i = 2; i < argc; ++i) arguments.push_back(widen(argv[i]));
+  return command->run(arguments);
 }
