@@ -5,3 +5,4 @@
 #include <qnlith/win32/types.h>
 #include <qnlith/win32/errors.h>
 #include <qnlith/win32/codepage.h>
+#include <qnlith/win32/handles.h>
