@@ -4,10 +4,12 @@
 #include <cerrno>
 #include <qnlith/win32/errors.h>
 
+#include "api.h"
+
 namespace qn {
 
 // The Win32 number Windows reports for the condition an errno value names.
-DWORD win32ErrorFromErrno(int error);
+QN_INTERNAL DWORD win32ErrorFromErrno(int error);
 
 // Sets the thread's last error from errno (or the given value) and returns
 // false-ish for the common "fail with the cause in GetLastError" tail call.

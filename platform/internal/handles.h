@@ -10,6 +10,8 @@
 #include <memory>
 #include <qnlith/win32/types.h>
 
+#include "api.h"
+
 namespace qn {
 
 enum class ObjectKind { Event, Semaphore, Mutex, Thread, Process, File, FindSearch, Other };
@@ -27,7 +29,7 @@ class KernelObject {
   ObjectKind kind_;
 };
 
-class HandleTable {
+class QN_INTERNAL HandleTable {
  public:
   // Stores the object and returns its new handle; null when the table is full
   // (last error ERROR_NOT_ENOUGH_MEMORY).
