@@ -5,3 +5,4 @@
 #include <qnlith/win32.h>
 #include <qnlith/framework/api.h>
 #include <qnlith/framework/exceptions.h>
+#include <qnlith/framework/string.h>

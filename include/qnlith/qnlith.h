@@ -4,3 +4,6 @@
 #include <qnlith/win32.h>
 #include <qnlith/framework.h>
 #include <qnlith/core/api.h>
+#include <qnlith/core/cString.h>
+#include <qnlith/failure/cException.h>
+#include <qnlith/failure/cMfcException.h>
