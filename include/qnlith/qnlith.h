@@ -7,3 +7,5 @@
 #include <qnlith/core/cString.h>
 #include <qnlith/failure/cException.h>
 #include <qnlith/failure/cMfcException.h>
+#include <qnlith/core/frame.h>
+#include <qnlith/system/cPlatform.h>

@@ -6,3 +6,6 @@
 #include <qnlith/win32/errors.h>
 #include <qnlith/win32/codepage.h>
 #include <qnlith/win32/handles.h>
+#include <qnlith/win32/sysinfo.h>
+#include <qnlith/win32/gdi.h>
+#include <qnlith/win32/atoms.h>
