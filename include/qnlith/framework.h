@@ -6,3 +6,4 @@
 #include <qnlith/framework/api.h>
 #include <qnlith/framework/exceptions.h>
 #include <qnlith/framework/string.h>
+#include <qnlith/framework/extension.h>

@@ -1,0 +1,54 @@
+// Extension modules: libraries that share the framework's state with the
+// application that loads them. Each joins the framework's chain of modules
+// when it loads and leaves it when it unloads.
+#pragma once
+
+#include <qnlith/framework/api.h>
+#include <qnlith/framework/exceptions.h>
+#include <qnlith/win32/types.h>
+
+struct CRuntimeClass;
+class COleObjectFactory;
+class CDynLinkLibrary;
+
+// The framework's record of one extension module.
+struct AFX_EXTENSION_MODULE {
+  BOOL bInitialized;
+  HMODULE hModule;
+  HMODULE hResource;
+  CRuntimeClass* pFirstSharedClass;
+  COleObjectFactory* pFirstSharedFactory;
+};
+
+// The framework's state for the running program: the heads of its class
+// and object-factory lists, and the chain of extension modules.
+struct QN_FRAMEWORK_API AFX_MODULE_STATE {
+  CRuntimeClass* m_pClassInit;
+  COleObjectFactory* m_pFactoryInit;
+  CDynLinkLibrary* m_pFirstLibrary;
+  HINSTANCE m_hCurrentInstanceHandle;
+  HINSTANCE m_hCurrentResourceHandle;
+};
+
+QN_FRAMEWORK_API AFX_MODULE_STATE* AfxGetModuleState();
+
+// Takes the class and factory lists that the module's static initialisers
+// built (the module's early hook moved them aside first) into the record.
+QN_FRAMEWORK_API BOOL AfxInitExtensionModule(AFX_EXTENSION_MODULE& state, HMODULE module);
+
+// Ends the registration: every chain entry of the module is deleted.
+QN_FRAMEWORK_API void AfxTermExtensionModule(AFX_EXTENSION_MODULE& state, BOOL all = FALSE);
+
+// One link of the chain. The framework owns it from construction on.
+class QN_FRAMEWORK_API CDynLinkLibrary : public CObject {
+ public:
+  CDynLinkLibrary(AFX_EXTENSION_MODULE& state, BOOL system = FALSE);
+  ~CDynLinkLibrary() override;
+
+  HMODULE m_hModule;
+  HMODULE m_hResource;
+  CRuntimeClass* m_pFirstSharedClass;
+  COleObjectFactory* m_pFirstSharedFactory;
+  BOOL m_bSystem;
+  CDynLinkLibrary* m_pNextDLL;
+};

@@ -1,0 +1,26 @@
+#include <gtest/gtest.h>
+#include <qnlith/framework.h>
+
+TEST(ExtensionModule, JoinsAndLeavesTheChain) {
+  AFX_MODULE_STATE* program = AfxGetModuleState();
+  ASSERT_NE(program, nullptr);
+  CDynLinkLibrary* before = program->m_pFirstLibrary;
+
+  // What the module's static initialisers would have left in the lists.
+  auto* classes = reinterpret_cast<CRuntimeClass*>(0x1000);
+  program->m_pClassInit = classes;
+  AFX_EXTENSION_MODULE record{};
+  auto module = reinterpret_cast<HMODULE>(0x2000);
+  EXPECT_TRUE(AfxInitExtensionModule(record, module));
+  EXPECT_EQ(record.pFirstSharedClass, classes);
+  EXPECT_EQ(program->m_pClassInit, nullptr);
+
+  new CDynLinkLibrary(record, FALSE);
+  ASSERT_NE(program->m_pFirstLibrary, before);
+  EXPECT_EQ(program->m_pFirstLibrary->m_hModule, module);
+  EXPECT_EQ(program->m_pFirstLibrary->m_pNextDLL, before);
+
+  AfxTermExtensionModule(record, FALSE);
+  EXPECT_EQ(program->m_pFirstLibrary, before);
+  EXPECT_FALSE(record.bInitialized);
+}
