@@ -7,5 +7,8 @@
 #include <qnlith/core/cString.h>
 #include <qnlith/failure/cException.h>
 #include <qnlith/failure/cMfcException.h>
+#include <qnlith/failure/errorText.h>
 #include <qnlith/core/frame.h>
 #include <qnlith/system/cPlatform.h>
+#include <qnlith/system/cCommandLine.h>
+#include <qnlith/system/cProcess.h>

@@ -9,3 +9,4 @@
 #include <qnlith/win32/sysinfo.h>
 #include <qnlith/win32/gdi.h>
 #include <qnlith/win32/atoms.h>
+#include <qnlith/win32/shell.h>
