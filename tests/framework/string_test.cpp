@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <qnlith/framework.h>
 
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -164,4 +165,16 @@ TEST(FrameworkString, AppendingItsOwnTextIsSafe) {
   EXPECT_EQ(s, L"aababbababba");
   s = s.GetString() + 2;
   EXPECT_EQ(s, L"babbababba");
+}
+
+TEST(FrameworkString, FormatGrowsToAnyLength) {
+  CString s;
+  s.Format(L"%d-%s", 42, L"x");
+  EXPECT_EQ(s, L"42-x");
+  s.AppendFormat(L"|%05.1f", 2.25);
+  EXPECT_EQ(s, L"42-x|002.2");
+  const std::wstring big(10000, L'q');
+  s.Format(L"<%s>", big.c_str());
+  EXPECT_EQ(s.GetLength(), 10002);
+  EXPECT_TRUE(throwsInvalidArg([&] { s.Format(nullptr); }));
 }
