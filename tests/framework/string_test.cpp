@@ -171,8 +171,8 @@ TEST(FrameworkString, FormatGrowsToAnyLength) {
   CString s;
   s.Format(L"%d-%s", 42, L"x");
   EXPECT_EQ(s, L"42-x");
-  s.AppendFormat(L"|%05.1f", 2.25);
-  EXPECT_EQ(s, L"42-x|002.2");
+  s.AppendFormat(L"|%05.1f", 2.5);
+  EXPECT_EQ(s, L"42-x|002.5");
   const std::wstring big(10000, L'q');
   s.Format(L"<%s>", big.c_str());
   EXPECT_EQ(s.GetLength(), 10002);
