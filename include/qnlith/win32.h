@@ -6,3 +6,5 @@
 #include <qnlith/win32/errors.h>
 #include <qnlith/win32/codepage.h>
 #include <qnlith/win32/handles.h>
+#include <qnlith/win32/crtstring.h>
+#include <qnlith/win32/format.h>
