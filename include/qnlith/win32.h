@@ -8,3 +8,5 @@
 #include <qnlith/win32/handles.h>
 #include <qnlith/win32/crtstring.h>
 #include <qnlith/win32/format.h>
+#include <qnlith/win32/message.h>
+#include <qnlith/win32/oleauto.h>
