@@ -6,6 +6,8 @@
 #include <qnlith/win32/message.h>
 #include <qnlith/win32/oleauto.h>
 
+#include <cwchar>
+
 #include "trace.h"
 
 const int cString::npos = -1;

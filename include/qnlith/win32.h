@@ -10,3 +10,7 @@
 #include <qnlith/win32/gdi.h>
 #include <qnlith/win32/atoms.h>
 #include <qnlith/win32/shell.h>
+#include <qnlith/win32/crtstring.h>
+#include <qnlith/win32/format.h>
+#include <qnlith/win32/message.h>
+#include <qnlith/win32/oleauto.h>
