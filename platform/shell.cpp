@@ -52,23 +52,30 @@ std::string systemPath(const std::wstring& path) {
   return qn::wideToUtf8(slashed);
 }
 
+std::string join(const std::string& directory, const std::string& name) {
+  std::string path;
+  path.reserve(directory.size() + 1 + name.size());
+  path.append(directory).append(1, '/').append(name);
+  return path;
+}
+
 bool exists(const std::string& path, struct stat& info) { return stat(path.c_str(), &info) == 0; }
 
 // Where a bare name is found: the directory given, then each entry of PATH.
 std::string locate(const std::string& name, const std::string& directory, struct stat& info) {
   if (name.find('/') != std::string::npos) {
-    const std::string full = (name[0] != '/' && !directory.empty()) ? directory + "/" + name : name;
+    const std::string full = (name[0] != '/' && !directory.empty()) ? join(directory, name) : name;
     return exists(full, info) ? full : std::string();
   }
-  const std::string here = directory.empty() ? name : directory + "/" + name;
+  const std::string here = directory.empty() ? name : join(directory, name);
   if (exists(here, info)) return here;
   const char* path = std::getenv("PATH");
   for (std::string rest = path ? path : ""; !rest.empty();) {
     const std::size_t colon = rest.find(':');
     std::string entry = rest.substr(0, colon);
     rest = colon == std::string::npos ? std::string() : rest.substr(colon + 1);
-    if (entry.empty()) entry = ".";
-    const std::string candidate = entry + "/" + name;
+    if (entry.empty()) entry.push_back('.');  // an empty entry is the current directory
+    const std::string candidate = join(entry, name);
     if (exists(candidate, info) && S_ISREG(info.st_mode) && access(candidate.c_str(), X_OK) == 0) return candidate;
   }
   return {};

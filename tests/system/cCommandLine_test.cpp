@@ -91,13 +91,13 @@ TEST(cCommandLine, EdgesOfValuesAndOfTheList) {
 }
 
 TEST(cCommandLine, AReusedRecordKeepsWhatLaterCallsDoNotSet) {
-  const wchar_t* vector[] = {L"program", L"/f:file", L"/x", L"plain", L"/n:20"};
+  const wchar_t* vector[] = {L"program", L"/t:text", L"/x", L"plain", L"/n:20"};
   cCommandLine line(5, vector);
   cArgument argument;
   ASSERT_TRUE(line.getNextArgument(argument));
   ASSERT_TRUE(line.getNextArgument(argument));
   EXPECT_EQ(argument.type(), eArgumentSwitch);
-  EXPECT_EQ(argument.asString(), L"file") << "a switch keeps the earlier text";
+  EXPECT_EQ(argument.asString(), L"text") << "a switch keeps the earlier text";
   ASSERT_TRUE(line.getNextArgument(argument));
   EXPECT_EQ(argument.type(), eArgumentString);
   EXPECT_EQ(argument.switchChar(), L'x') << "a word keeps the earlier letter";
