@@ -15,7 +15,7 @@ constexpr int MaximumInsert = 99;
 
 struct Insert {
   int number = 0;
-  FormatSpec spec;
+  Directive directive;
   int stars = 0;  // values taken for * width and precision
 };
 
@@ -78,10 +78,10 @@ DWORD tokenize(std::wstring_view pattern, bool ignoreInserts, std::vector<Token>
         const std::wstring_view format = specEnd > specBegin ? pattern.substr(specBegin, specEnd - specBegin)
                                                              : (specEnd == 0 ? std::wstring_view(L"s") : L"");
         if (format.empty() ||
-            parseFormatSpec(format.data(), format.data() + format.size(), insert.spec) != format.size() ||
-            insert.spec.isFloating())
+            parseDirective(format.data(), format.data() + format.size(), insert.directive) != format.size() ||
+            insert.directive.isFloating())
           return ERROR_INVALID_PARAMETER;
-        insert.stars = (insert.spec.widthFromArgument ? 1 : 0) + (insert.spec.precisionFromArgument ? 1 : 0);
+        insert.stars = (insert.directive.widthFromArgument ? 1 : 0) + (insert.directive.precisionFromArgument ? 1 : 0);
         tokens.push_back({Token::InsertRef, {}, inserts.size()});
         inserts.push_back(insert);
       }
@@ -104,29 +104,29 @@ DWORD tokenize(std::wstring_view pattern, bool ignoreInserts, std::vector<Token>
 
 // An insert with its width, precision and value settled.
 struct ResolvedInsert {
-  FormatSpec spec;
+  Directive directive;
   FormatArgument value;
 };
 
-void applyWidth(FormatSpec& spec, long long width) {
+void applyWidth(Directive& directive, long long width) {
   if (width < 0) {
-    spec.leftAlign = true;
+    directive.leftAlign = true;
     width = width < -0x7FFFFFFFLL ? 0x7FFFFFFFLL : -width;
   }
-  spec.width = static_cast<int>(width > 0x7FFFFFFFLL ? 0x7FFFFFFFLL : width);
+  directive.width = static_cast<int>(width > 0x7FFFFFFFLL ? 0x7FFFFFFFLL : width);
 }
 
-void applyPrecision(FormatSpec& spec, long long precision) {
-  spec.precision = precision < 0 ? -1 : static_cast<int>(precision > 0x7FFFFFFFLL ? 0x7FFFFFFFLL : precision);
+void applyPrecision(Directive& directive, long long precision) {
+  directive.precision = precision < 0 ? -1 : static_cast<int>(precision > 0x7FFFFFFFLL ? 0x7FFFFFFFLL : precision);
 }
 
 // An array element as the value its conversion names: 32-bit integers unless
 // the format says 64 bits, as on Windows.
-FormatArgument fromArrayElement(const FormatSpec& spec, DWORD_PTR raw) {
+FormatArgument fromArrayElement(const Directive& directive, DWORD_PTR raw) {
   FormatArgument value;
-  if (spec.isInteger()) {
-    const bool isSigned = spec.conversion == L'd' || spec.conversion == L'i';
-    switch (spec.size) {
+  if (directive.isInteger()) {
+    const bool isSigned = directive.conversion == L'd' || directive.conversion == L'i';
+    switch (directive.size) {
       case FormatSize::LongLong:
       case FormatSize::Pointer: value.integer = raw; break;
       case FormatSize::Char:
@@ -139,8 +139,8 @@ FormatArgument fromArrayElement(const FormatSpec& spec, DWORD_PTR raw) {
         value.integer = isSigned ? static_cast<std::uint64_t>(static_cast<std::int32_t>(raw)) : (raw & 0xFFFFFFFFu);
         break;
     }
-  } else if (spec.conversion == L'c' || spec.conversion == L'C') {
-    value.integer = spec.takesNarrowText() ? (raw & 0xFF) : (raw & 0xFFFFFFFFu);
+  } else if (directive.conversion == L'c' || directive.conversion == L'C') {
+    value.integer = directive.takesNarrowText() ? (raw & 0xFF) : (raw & 0xFFFFFFFFu);
   } else {
     value.pointer = reinterpret_cast<const void*>(raw);
   }
@@ -150,19 +150,19 @@ FormatArgument fromArrayElement(const FormatSpec& spec, DWORD_PTR raw) {
 void resolveFromArray(const std::vector<Insert>& inserts, const DWORD_PTR* array,
                       std::vector<ResolvedInsert>& resolved) {
   for (const Insert& insert : inserts) {
-    ResolvedInsert r{insert.spec, {}};
+    ResolvedInsert r{insert.directive, {}};
     std::size_t k = static_cast<std::size_t>(insert.number) - 1;
-    if (insert.spec.widthFromArgument) applyWidth(r.spec, static_cast<LONG>(array[k++]));
-    if (insert.spec.precisionFromArgument) applyPrecision(r.spec, static_cast<LONG>(array[k++]));
-    r.value = fromArrayElement(insert.spec, array[k]);
+    if (insert.directive.widthFromArgument) applyWidth(r.directive, static_cast<LONG>(array[k++]));
+    if (insert.directive.precisionFromArgument) applyPrecision(r.directive, static_cast<LONG>(array[k++]));
+    r.value = fromArrayElement(insert.directive, array[k]);
     resolved.push_back(r);
   }
 }
 
 // Which values a conversion reads, so that an insert used twice is read once
 // and formatted alike.
-bool sameArgumentType(const FormatSpec& a, const FormatSpec& b) {
-  auto kind = [](const FormatSpec& s) {
+bool sameArgumentType(const Directive& a, const Directive& b) {
+  auto kind = [](const Directive& s) {
     if (s.isInteger()) return s.size == FormatSize::LongLong || s.size == FormatSize::Pointer ? 1 : 2;
     if (s.conversion == L'c' || s.conversion == L'C') return s.takesNarrowText() ? 3 : 4;
     return 5;  // strings and pointers
@@ -193,25 +193,25 @@ DWORD resolveFromList(const std::vector<Insert>& inserts, va_list* list, std::ve
     }
     const Insert& insert = inserts[static_cast<std::size_t>(first[number])];
     ResolvedInsert& r = values[number];
-    r.spec = insert.spec;
-    if (insert.spec.widthFromArgument) applyWidth(r.spec, va_arg(*list, int));
-    if (insert.spec.precisionFromArgument) applyPrecision(r.spec, va_arg(*list, int));
-    r.value = readFormatArgument(insert.spec, list);
+    r.directive = insert.directive;
+    if (insert.directive.widthFromArgument) applyWidth(r.directive, va_arg(*list, int));
+    if (insert.directive.precisionFromArgument) applyPrecision(r.directive, va_arg(*list, int));
+    r.value = readFormatArgument(insert.directive, list);
     for (int extra = 1; extra < insert.stars && number + extra <= MaximumInsert; ++extra) usedUp[number + extra] = true;
   }
   for (const Insert& insert : inserts) {
     const ResolvedInsert& read = values[insert.number];
     const Insert& firstUse = inserts[static_cast<std::size_t>(first[insert.number])];
-    if (usedUp[insert.number] || insert.spec.widthFromArgument != firstUse.spec.widthFromArgument ||
-        insert.spec.precisionFromArgument != firstUse.spec.precisionFromArgument ||
-        !sameArgumentType(insert.spec, firstUse.spec))
+    if (usedUp[insert.number] || insert.directive.widthFromArgument != firstUse.directive.widthFromArgument ||
+        insert.directive.precisionFromArgument != firstUse.directive.precisionFromArgument ||
+        !sameArgumentType(insert.directive, firstUse.directive))
       return ERROR_INVALID_PARAMETER;
-    ResolvedInsert r{insert.spec, read.value};
-    if (insert.spec.widthFromArgument) {
-      r.spec.width = read.spec.width;
-      r.spec.leftAlign = insert.spec.leftAlign || read.spec.leftAlign;
+    ResolvedInsert r{insert.directive, read.value};
+    if (insert.directive.widthFromArgument) {
+      r.directive.width = read.directive.width;
+      r.directive.leftAlign = insert.directive.leftAlign || read.directive.leftAlign;
     }
-    if (insert.spec.precisionFromArgument) r.spec.precision = read.spec.precision;
+    if (insert.directive.precisionFromArgument) r.directive.precision = read.directive.precision;
     resolved.push_back(r);
   }
   return ERROR_SUCCESS;
@@ -284,12 +284,12 @@ DWORD expandMessage(std::wstring_view pattern, const MessageArguments& arguments
     if (token.kind == Token::InsertRef) {
       const ResolvedInsert& insert = resolved[token.insert];
       FormatSink measure(nullptr, 0);
-      formatArgument(insert.spec, insert.value, measure);
+      formatArgument(insert.directive, insert.value, measure);
       if (measure.length() > MessageLengthLimit - out.size()) return ERROR_MORE_DATA;
       const std::size_t at = out.size();
       out.resize(at + measure.length());
       FormatSink sink(out.data() + at, measure.length());
-      formatArgument(insert.spec, insert.value, sink);
+      formatArgument(insert.directive, insert.value, sink);
       continue;
     }
     if (text.size() > MessageLengthLimit - out.size()) return ERROR_MORE_DATA;

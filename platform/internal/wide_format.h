@@ -26,7 +26,7 @@ enum class FormatSize : std::uint8_t {
   LongDouble,
 };
 
-struct FormatSpec {
+struct Directive {
   bool leftAlign = false;   // -
   bool forceSign = false;   // +
   bool spaceSign = false;   // space
@@ -54,7 +54,7 @@ struct FormatSpec {
 // conversion character, %n, a width or precision beyond INT_MAX, or a size
 // prefix that does not fit the conversion). `end`, when given, bounds the
 // text; otherwise it runs to its terminator.
-QN_INTERNAL std::size_t parseFormatSpec(const wchar_t* text, const wchar_t* end, FormatSpec& spec);
+QN_INTERNAL std::size_t parseDirective(const wchar_t* text, const wchar_t* end, Directive& directive);
 
 // One argument's value, read with the type its conversion names.
 struct FormatArgument {
@@ -86,11 +86,11 @@ class FormatSink {
 
 // Reads the value of a conversion (not its `*` width or precision) from the
 // list, with the type that the conversion names.
-QN_INTERNAL FormatArgument readFormatArgument(const FormatSpec& spec, va_list* arguments);
+QN_INTERNAL FormatArgument readFormatArgument(const Directive& directive, va_list* arguments);
 
 // Writes one conversion with its width and precision already resolved
 // (negative width means left-aligned, negative precision none).
-QN_INTERNAL void formatArgument(const FormatSpec& spec, const FormatArgument& value, FormatSink& sink);
+QN_INTERNAL void formatArgument(const Directive& directive, const FormatArgument& value, FormatSink& sink);
 
 // Formats a whole format text. Returns false for a format the dialect
 // rejects; the sink then holds what came before the bad conversion.
