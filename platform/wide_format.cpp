@@ -322,19 +322,12 @@ void formatFloating(const Directive& directive, double value, FormatSink& sink) 
   char local[512];
   std::string large;
   const char* text = local;
-#if defined(__GNUC__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-#endif
   int length = std::snprintf(local, sizeof local, format, precision, value);
   if (length >= static_cast<int>(sizeof local)) {
     large.resize(static_cast<std::size_t>(length) + 1);
     std::snprintf(large.data(), large.size(), format, precision, value);
     text = large.data();
   }
-#if defined(__GNUC__)
-#pragma GCC diagnostic pop
-#endif
   if (length < 0) return;
 
   // Sign, then 0x for hex: zero fill goes behind them.
