@@ -14,3 +14,4 @@
 #include <qnlith/win32/format.h>
 #include <qnlith/win32/message.h>
 #include <qnlith/win32/oleauto.h>
+#include <qnlith/win32/registry.h>
