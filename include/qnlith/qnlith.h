@@ -12,3 +12,4 @@
 #include <qnlith/system/cPlatform.h>
 #include <qnlith/system/cCommandLine.h>
 #include <qnlith/system/cProcess.h>
+#include <qnlith/system/cRegistryNode.h>
