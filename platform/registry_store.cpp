@@ -1,12 +1,14 @@
 #include "internal/registry_store.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <pwd.h>
 #include <sqlite3.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <map>
@@ -188,9 +190,26 @@ void prepareFile(const std::string& file, bool ownerOnly) {
 
 }  // namespace
 
+namespace {
+
+// Counts the forks this process came through, so that a connection can
+// tell it was made in a parent without asking the kernel on every call.
+std::atomic<unsigned> forks{0};
+
+unsigned forkGeneration() {
+  static const bool registered = [] {
+    pthread_atfork(nullptr, nullptr, [] { forks.fetch_add(1, std::memory_order_relaxed); });
+    return true;
+  }();
+  (void)registered;
+  return forks.load(std::memory_order_relaxed);
+}
+
+}  // namespace
+
 struct Store::Connection {
   sqlite3* db = nullptr;
-  pid_t pid = ::getpid();
+  unsigned generation = forkGeneration();
   bool writable = false;
   // A lock file that writers queue on. SQLite's own wait for its write lock
   // polls with growing sleeps, so a process that writes without pause can
@@ -203,7 +222,7 @@ struct Store::Connection {
   ~Connection() {
     // A child of fork must not touch the parent's connection: it is left
     // behind unclosed.
-    if (pid != ::getpid()) return;
+    if (generation != forkGeneration()) return;
     for (auto* s : statements) sqlite3_finalize(s);
     if (db != nullptr) sqlite3_close_v2(db);
     if (writers >= 0) ::close(writers);
@@ -320,7 +339,7 @@ Store::Store(std::string path, bool ownerOnly) : path_(std::move(path)), ownerOn
 Store::~Store() = default;
 
 Store::Connection* Store::connect() {
-  if (connection_ != nullptr && connection_->pid == ::getpid()) return connection_.get();
+  if (connection_ != nullptr && connection_->generation == forkGeneration()) return connection_.get();
   connection_.reset();
 
   prepareFile(path_, ownerOnly_);
