@@ -63,7 +63,9 @@ bool splitKey(const std::wstring& text, KeyPath& path) {
 }
 
 int failure(const std::wstring& what, LONG error) {
-  qnlithErr(L"qnlith reg: " + what + L": failed with error " + std::to_wstring(error) + L"\n");
+  cString text = findErrorMessageText(static_cast<DWORD>(error));
+  text.stripTrailing();
+  qnlithErr(L"qnlith reg: " + what + L": " + text.c_str() + L"\n");
   return 1;
 }
 
