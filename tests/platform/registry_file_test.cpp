@@ -242,3 +242,41 @@ TEST(RegistryFile, AFaultyFileChangesNothing) {
   EXPECT_EQ(qnlith({"reg", "import", sandbox.directory() + "/missing.reg"}).status, 1);
   EXPECT_EQ(qnlith({"reg", "delete", "HKCU"}).status, 2) << "a root is not deleted";
 }
+
+TEST(RegistryFile, AddQueryAndDeleteOnTheCommandLine) {
+  TemporaryRegistry sandbox;
+  for (const auto& arguments : std::vector<std::vector<std::string>>{
+           {"reg", "add", "HKCU\\Software\\Cli", "Text", "REG_SZ", "say \"hi\""},
+           {"reg", "add", "HKCU\\Software\\Cli", "Count", "REG_DWORD", "0x10"},
+           {"reg", "add", "HKCU\\Software\\Cli", "List", "REG_MULTI_SZ", "a", "b"},
+           {"reg", "add", "HKCU\\Software\\Cli", "Bytes", "reg_binary", "01,ff", "20"},
+           {"reg", "add", "HKCU\\Software\\Cli", "", "REG_SZ", "default"},
+           {"reg", "add", "HKCU\\Software\\Cli\\Child"}})
+    ASSERT_EQ(qnlith(arguments).status, 0) << arguments[3];
+  EXPECT_EQ(qnlith({"reg", "query", "HKEY_CURRENT_USER\\Software\\Cli"}).output,
+            "[HKEY_CURRENT_USER\\Software\\Cli]\n"
+            "\"Text\"=\"say \\\"hi\\\"\"\n"
+            "\"Count\"=dword:00000010\n"
+            "\"List\"=hex(7):61,00,00,00,62,00,00,00,00,00\n"
+            "\"Bytes\"=hex:01,ff,20\n"
+            "@=\"default\"\n"
+            "\n"
+            "[HKEY_CURRENT_USER\\Software\\Cli\\Child]\n");
+  EXPECT_EQ(qnlith({"reg", "query", "HKCU\\Software\\Cli", "count"}).output, "\"count\"=dword:00000010\n");
+
+  for (const auto& arguments : std::vector<std::vector<std::string>>{
+           {"reg", "add", "HKCU\\Software\\Cli", "Bad", "REG_DWORD", "4294967296"},
+           {"reg", "add", "HKCU\\Software\\Cli", "Bad", "REG_DWORD", "-1"},
+           {"reg", "add", "HKCU\\Software\\Cli", "Bad", "REG_BINARY", "1g"},
+           {"reg", "add", "HKCU\\Software\\Cli", "Bad", "REG_WHATEVER", "1"},
+           {"reg", "add", "NOROOT\\Software\\Cli"},
+           {"reg", "frobnicate"}})
+    EXPECT_EQ(qnlith(arguments).status, 2) << arguments.back();
+  EXPECT_EQ(qnlith({"reg", "query", "HKCU\\Software\\Cli", "Bad"}).status, 1);
+
+  EXPECT_EQ(qnlith({"reg", "delete", "HKCU\\Software\\Cli", "Count"}).status, 0);
+  EXPECT_EQ(qnlith({"reg", "query", "HKCU\\Software\\Cli", "Count"}).status, 1);
+  EXPECT_EQ(qnlith({"reg", "delete", "HKCU\\Software\\Cli"}).status, 0);
+  EXPECT_EQ(qnlith({"reg", "query", "HKCU\\Software\\Cli"}).status, 1);
+  EXPECT_EQ(qnlith({"reg", "delete", "HKCU\\Software\\Cli"}).status, 1) << "nothing left to delete";
+}

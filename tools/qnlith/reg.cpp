@@ -178,54 +178,52 @@ int query(const QnlithArguments& a) {
   return 0;
 }
 
-// The bytes of a value given on the command line.
-bool valueFromArguments(const QnlithArguments& a, DWORD& type, std::string& bytes, std::wstring& problem) {
+// The bytes of a value given on the command line; the problem with them,
+// or an empty text.
+std::wstring valueFromArguments(const QnlithArguments& a, DWORD& type, std::string& bytes) {
   const std::wstring& typeName = a[3];
   auto strings = [&](std::size_t first, std::size_t last) {
     std::wstring text;
     for (std::size_t i = first; i < last; ++i) text += a[i] + L'\0';
     return qn::wideToUtf16le(text);
   };
+  // One decimal or 0x-hexadecimal number no larger than the limit.
   auto number = [&](std::uint64_t limit, std::uint64_t& value) {
-    if (a.size() != 5) return false;
+    if (a.size() != 5 || a[4].find(L'-') != std::wstring::npos) return false;
     try {
       std::size_t used = 0;
       value = std::stoull(a[4], &used, 0);
-      return used == a[4].size() && value <= limit && a[4].find(L'-') == std::wstring::npos;
+      return used == a[4].size() && value <= limit;
     } catch (const std::exception&) {
       return false;
     }
   };
   std::uint64_t value = 0;
   if (equalNoCase(typeName, L"REG_SZ") || equalNoCase(typeName, L"REG_EXPAND_SZ")) {
-    if (a.size() != 5) return (problem = L"a string type takes one text"), false;
+    if (a.size() != 5) return L"a string type takes one text";
     type = equalNoCase(typeName, L"REG_SZ") ? REG_SZ : REG_EXPAND_SZ;
     bytes = strings(4, 5);
   } else if (equalNoCase(typeName, L"REG_MULTI_SZ")) {
     type = REG_MULTI_SZ;
     bytes = strings(4, a.size()) + std::string(2, '\0');
   } else if (equalNoCase(typeName, L"REG_DWORD")) {
-    if (!number(0xFFFFFFFFu, value)) return (problem = L"REG_DWORD takes one number of 32 bits"), false;
+    if (!number(0xFFFFFFFFu, value)) return L"REG_DWORD takes one number of 32 bits";
     type = REG_DWORD;
     const auto n = static_cast<DWORD>(value);
     bytes.assign(reinterpret_cast<const char*>(&n), 4);
   } else if (equalNoCase(typeName, L"REG_QWORD")) {
-    if (!number(~std::uint64_t{0}, value)) return (problem = L"REG_QWORD takes one number of 64 bits"), false;
+    if (!number(~std::uint64_t{0}, value)) return L"REG_QWORD takes one number of 64 bits";
     type = REG_QWORD;
     bytes.assign(reinterpret_cast<const char*>(&value), 8);
   } else if (equalNoCase(typeName, L"REG_BINARY") || equalNoCase(typeName, L"REG_NONE")) {
     type = equalNoCase(typeName, L"REG_BINARY") ? REG_BINARY : REG_NONE;
-    std::wstring line = L"@=hex:";
-    for (std::size_t i = 4; i < a.size(); ++i) line += a[i];
-    std::vector<regfile::Key> keys;
-    std::wstring ignored;
-    if (!regfile::parse(regfile::header() + L"[x]\r\n" + line, keys, ignored))
-      return (problem = L"binary data is hex bytes separated by commas, as 01,ff,20"), false;
-    bytes = keys[0].values[0].bytes;
+    std::wstring hex;
+    for (std::size_t i = 4; i < a.size(); ++i) hex += (i > 4 ? L"," : L"") + a[i];
+    if (!regfile::parseHex(hex, bytes)) return L"binary data is hex bytes separated by commas, as 01,ff,20";
   } else {
-    return (problem = L"unknown type: " + typeName), false;
+    return L"unknown type: " + typeName;
   }
-  return true;
+  return L"";
 }
 
 int add(const QnlithArguments& a) {
@@ -233,8 +231,10 @@ int add(const QnlithArguments& a) {
   if (a.size() < 2 || a.size() == 3 || !splitKey(a[1], path)) return qnlithUsageError("reg", L"add needs a key");
   DWORD type = REG_NONE;
   std::string bytes;
-  std::wstring problem;
-  if (a.size() > 3 && !valueFromArguments(a, type, bytes, problem)) return qnlithUsageError("reg", problem);
+  if (a.size() > 3) {
+    if (const std::wstring problem = valueFromArguments(a, type, bytes); !problem.empty())
+      return qnlithUsageError("reg", problem);
+  }
   HKEY key = nullptr;
   LONG e = RegCreateKeyExW(path.root->key, path.below.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
   if (e != ERROR_SUCCESS) return failure(path.full(), e);

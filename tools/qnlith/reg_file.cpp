@@ -70,6 +70,8 @@ bool fitsQuoted(const std::string& bytes, std::wstring& text) {
   return qn::wideToUtf16le(text) == std::string_view(bytes).substr(0, bytes.size() - 2);
 }
 
+}  // namespace
+
 bool parseHex(std::wstring_view s, std::string& bytes) {
   bytes.clear();
   s = trim(s);
@@ -89,6 +91,8 @@ bool parseHex(std::wstring_view s, std::string& bytes) {
     s.remove_prefix(comma + 1);
   }
 }
+
+namespace {
 
 // The data after "=": a quoted string, dword:, hex:, hex(type): or "-".
 bool parseData(std::wstring_view s, Value& value) {

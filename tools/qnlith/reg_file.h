@@ -37,6 +37,9 @@ std::string encode(std::wstring_view text);
 // `error`, and `keys` is not to be used.
 bool parse(std::wstring_view text, std::vector<Key>& keys, std::wstring& error);
 
+// Hex bytes separated by commas ("01,ff,2"), as after "hex:".
+bool parseHex(std::wstring_view text, std::string& bytes);
+
 // The pieces of a file, each with its line ends (CR LF).
 std::wstring header();
 std::wstring keyLine(std::wstring_view path);
