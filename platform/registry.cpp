@@ -171,9 +171,19 @@ LONG setValue(HKEY key, LPCWSTR name, DWORD type, const BYTE* data, DWORD size, 
   Target target;
   if (LONG e = findKey(key, KEY_SET_VALUE, target, ERROR_FILE_NOT_FOUND, true); e != ERROR_SUCCESS) return e;
   if (raw || !isStringType(type)) return target.store->setValue(target.id, valueName(name), type, data, size);
-  // Two bytes per character, as the caller counts on Windows.
-  std::wstring text(size / 2, L'\0');
-  if (!text.empty()) std::memcpy(text.data(), data, text.size() * sizeof(wchar_t));
+  // Two bytes per character, as the caller counts on Windows. A caller that
+  // counted four (sizeof(wchar_t) here) would make that twice its text, so
+  // the read stops behind the terminator (two for a multi-string) and never
+  // runs past the caller's own characters.
+  const std::size_t limit = size / 2;
+  const auto* chars = reinterpret_cast<const wchar_t*>(data);
+  std::size_t count = 0;
+  while (count < limit) {
+    const bool end = chars[count] == L'\0' && (type != REG_MULTI_SZ || (count > 0 && chars[count - 1] == L'\0'));
+    ++count;
+    if (end) break;
+  }
+  const std::wstring text(chars, count);
   const std::string bytes = qn::wideToUtf16le(text);
   return target.store->setValue(target.id, valueName(name), type, bytes.data(), bytes.size());
 }

@@ -344,3 +344,22 @@ TEST(Registry, DeletingKeys) {
   RegCloseKey(fresh);
   RegCloseKey(top);
 }
+
+TEST(RegistryStrings, ASizeCountedInWideCharactersOfThisPortReadsNoFurther) {
+  // Ported code often gives (length + 1) * sizeof(wchar_t): twice the
+  // Windows count here. The text and its terminator are stored; nothing
+  // behind the caller's characters is read.
+  TemporaryRegistry store;
+  HKEY key = nullptr;
+  ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Sizes", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
+                            nullptr),
+            ERROR_SUCCESS);
+  auto* text = new wchar_t[4]{L'a', L'b', L'c', L'\0'};
+  ASSERT_EQ(RegSetValueExW(key, L"s", 0, REG_SZ, reinterpret_cast<const BYTE*>(text), 4 * sizeof(wchar_t)),
+            ERROR_SUCCESS);
+  delete[] text;
+  DWORD size = 0, type = 0;
+  ASSERT_EQ(RegQueryValueExW(key, L"s", nullptr, &type, nullptr, &size), ERROR_SUCCESS);
+  EXPECT_EQ(size, 8u) << "three characters and the terminator, two bytes each";
+  RegCloseKey(key);
+}
