@@ -1,0 +1,87 @@
+// Loadable modules. An HMODULE is the address at which a module starts: for
+// an ELF module in the process the address of its ELF header, for a file
+// opened for its resources only the address of its mapping with the low bit
+// 1 (LOAD_LIBRARY_AS_DATAFILE) or 2 (LOAD_LIBRARY_AS_IMAGE_RESOURCE) set.
+// Module names: a backslash is a path separator; a name whose last part has
+// no extension gets ".so" appended, and a trailing "." means "no
+// extension". See docs/modules.md for the search order.
+#pragma once
+
+#include <qnlith/win32/types.h>
+
+typedef INT_PTR(WINAPI* FARPROC)();
+
+#define DONT_RESOLVE_DLL_REFERENCES 0x00000001
+#define LOAD_LIBRARY_AS_DATAFILE 0x00000002
+#define LOAD_WITH_ALTERED_SEARCH_PATH 0x00000008
+#define LOAD_IGNORE_CODE_AUTHZ_LEVEL 0x00000010
+#define LOAD_LIBRARY_AS_IMAGE_RESOURCE 0x00000020
+#define LOAD_LIBRARY_AS_DATAFILE_EXCLUSIVE 0x00000040
+#define LOAD_LIBRARY_REQUIRE_SIGNED_TARGET 0x00000080
+#define LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR 0x00000100
+#define LOAD_LIBRARY_SEARCH_APPLICATION_DIR 0x00000200
+#define LOAD_LIBRARY_SEARCH_USER_DIRS 0x00000400
+#define LOAD_LIBRARY_SEARCH_SYSTEM32 0x00000800
+#define LOAD_LIBRARY_SEARCH_DEFAULT_DIRS 0x00001000
+
+#define LDR_IS_DATAFILE(handle) ((reinterpret_cast<ULONG_PTR>(handle) & static_cast<ULONG_PTR>(1)) != 0)
+#define LDR_IS_IMAGEMAPPING(handle) ((reinterpret_cast<ULONG_PTR>(handle) & static_cast<ULONG_PTR>(2)) != 0)
+#define LDR_IS_RESOURCE(handle) (LDR_IS_IMAGEMAPPING(handle) || LDR_IS_DATAFILE(handle))
+
+#define GET_MODULE_HANDLE_EX_FLAG_PIN 0x00000001
+#define GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT 0x00000002
+#define GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS 0x00000004
+
+#define SEM_FAILCRITICALERRORS 0x0001
+#define SEM_NOGPFAULTERRORBOX 0x0002
+#define SEM_NOALIGNMENTFAULTEXCEPT 0x0004
+#define SEM_NOOPENFILEERRORBOX 0x8000
+
+// An export by ordinal of an ELF module. ELF has no ordinals; a module that
+// wants them lists them once, as a module-definition file would:
+//
+//   QN_EXPORT_ORDINALS({1, QN_ORDINAL_PROC(add)}, {2, QN_ORDINAL_PROC(scale)})
+//
+// which defines the exported table `QnOrdinalExports`. GetProcAddress with
+// an ordinal reads that table of the module itself; a module without one
+// has no ordinals (ERROR_PROC_NOT_FOUND).
+struct QN_ORDINAL_EXPORT {
+  WORD ordinal;
+  FARPROC address;
+};
+#define QN_ORDINAL_PROC(function) reinterpret_cast<FARPROC>(&function)
+#define QN_EXPORT_ORDINALS(...)                                                             \
+  extern "C" QN_PLATFORM_API const QN_ORDINAL_EXPORT QnOrdinalExports[];                  \
+  extern "C" const QN_ORDINAL_EXPORT QnOrdinalExports[] = {__VA_ARGS__, {0, nullptr}};
+
+extern "C" {
+// Loads an ELF shared object; the dynamic linker's reference counts follow
+// LoadLibrary and FreeLibrary calls one for one. ERROR_MOD_NOT_FOUND for a
+// module that can't be found (or a dependency of it), ERROR_BAD_EXE_FORMAT
+// for a file that is no ELF module of this machine, ERROR_PROC_NOT_FOUND for
+// a symbol the module needs and nobody defines.
+WINBASEAPI HMODULE WINAPI LoadLibraryW(LPCWSTR fileName);
+// `file` must be null. With LOAD_LIBRARY_AS_DATAFILE(_EXCLUSIVE) or
+// LOAD_LIBRARY_AS_IMAGE_RESOURCE a PE image, a .res file or an ELF file is
+// mapped for its resources; its code never runs.
+WINBASEAPI HMODULE WINAPI LoadLibraryExW(LPCWSTR fileName, HANDLE file, DWORD flags);
+WINBASEAPI BOOL WINAPI FreeLibrary(HMODULE module);
+
+// Null: the main program. Does not add a reference.
+WINBASEAPI HMODULE WINAPI GetModuleHandleW(LPCWSTR moduleName);
+WINBASEAPI BOOL WINAPI GetModuleHandleExW(DWORD flags, LPCWSTR moduleName, HMODULE* module);
+
+// The full path; cut to size - 1 characters and terminated when it does not
+// fit, returning `size` with ERROR_INSUFFICIENT_BUFFER. Fails (0,
+// ERROR_MOD_NOT_FOUND) for files opened as data.
+WINBASEAPI DWORD WINAPI GetModuleFileNameW(HMODULE module, LPWSTR fileName, DWORD size);
+
+// By name, or by ordinal when the high bits of `procName` are zero. Only
+// the module's own definitions are found, not those of its dependencies.
+WINBASEAPI FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR procName);
+
+// Process-wide. No system dialog exists to suppress here; the mode is kept
+// and reported as Windows keeps it.
+WINBASEAPI UINT WINAPI SetErrorMode(UINT mode);
+WINBASEAPI UINT WINAPI GetErrorMode();
+}

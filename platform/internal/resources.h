@@ -1,0 +1,26 @@
+// Resource lookups the layer's areas share (strings, images, messages).
+#pragma once
+
+#include <memory>
+#include <string>
+#include <qnlith/win32/resources.h>
+
+#include "api.h"
+#include "module_table.h"
+
+namespace qn {
+
+// The entry of a type and name in the module, with the language fallback;
+// null with the reason in the last error.
+QN_INTERNAL const ResourceEntry* findResource(const Module& module, LPCWSTR type, LPCWSTR name, WORD language);
+
+// The same for a module handle (null: the main program) in the default
+// language; `record` keeps the module's record alive while the entry is used.
+QN_INTERNAL const ResourceEntry* findResource(HMODULE module, LPCWSTR type, LPCWSTR name,
+                                              std::shared_ptr<Module>& record);
+
+// String `id` of the module's string table, converted to wide text. False
+// with ERROR_RESOURCE_NAME_NOT_FOUND for an empty entry or a malformed block.
+QN_INTERNAL bool stringResource(const Module& module, UINT id, std::wstring& text);
+
+}  // namespace qn
