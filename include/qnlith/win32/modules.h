@@ -49,7 +49,7 @@ struct QN_ORDINAL_EXPORT {
   WORD ordinal;
   FARPROC address;
 };
-#define QN_ORDINAL_PROC(function) reinterpret_cast<FARPROC>(&function)
+#define QN_ORDINAL_PROC(function) reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(&function))
 #define QN_EXPORT_ORDINALS(...)                                                             \
   extern "C" QN_PLATFORM_API const QN_ORDINAL_EXPORT QnOrdinalExports[];                  \
   extern "C" const QN_ORDINAL_EXPORT QnOrdinalExports[] = {__VA_ARGS__, {0, nullptr}};

@@ -1,0 +1,3 @@
+// An executable with resources, which the dynamic linker won't load into
+// another program: LoadLibrary maps it for its resources.
+int main() { return 0; }
