@@ -20,7 +20,8 @@ const ResourceEntry* entryOf(HMODULE module, HRSRC resource, std::shared_ptr<Mod
   record = findModule(module);
   if (record == nullptr) return nullptr;
   const ResourceDirectory* directory = moduleResources(*record);
-  const ResourceEntry* entry = directory ? directory->entryAt(resource) : nullptr;
+  if (directory == nullptr) return nullptr;
+  const ResourceEntry* entry = directory->entryAt(resource);
   if (entry == nullptr) SetLastError(ERROR_INVALID_HANDLE);
   return entry;
 }
