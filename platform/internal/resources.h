@@ -24,3 +24,18 @@ QN_INTERNAL const ResourceEntry* findResource(HMODULE module, LPCWSTR type, LPCW
 QN_INTERNAL bool stringResource(const Module& module, UINT id, std::wstring& text);
 
 }  // namespace qn
+
+namespace qn {
+
+// The text of message `id` in the message table (RT_MESSAGETABLE 1) of a
+// module (null: the main program), as FormatMessageW with
+// FORMAT_MESSAGE_FROM_HMODULE finds it. Language 0 tries the neutral
+// language and then the user's (en-US); LANG_USER_DEFAULT and
+// LANG_SYSTEM_DEFAULT mean the user's language; any other language must be
+// in the table exactly. The text comes back as stored, inserts unexpanded.
+// Returns ERROR_SUCCESS, or ERROR_MOD_NOT_FOUND, ERROR_RESOURCE_TYPE_NOT_FOUND
+// (no message table), ERROR_RESOURCE_LANG_NOT_FOUND, ERROR_MR_MID_NOT_FOUND,
+// ERROR_INVALID_DATA (a malformed table).
+QN_INTERNAL DWORD findMessage(HMODULE module, DWORD id, DWORD language, std::wstring& text);
+
+}  // namespace qn

@@ -5,6 +5,7 @@
 #include <memory>
 #include <tuple>
 
+#include "../../platform/internal/resources.h"
 #include "resources/patterns.h"
 #include "resources/test_modules.h"
 
@@ -253,4 +254,25 @@ TEST(Resources, PeImageAndResFileReadTheSameAsTheElfModule) {
     EXPECT_EQ(loadString(m, 18), L"smile \u263A pair \U0001F600 end");
     EXPECT_EQ(loadString(m, 100).size(), 4095u);
   }
+}
+
+TEST(Resources, MessageTablesGiveTheirTextsAsStored) {
+  Loaded module(QN_TEST_MODULE);
+  ASSERT_NE(module, nullptr);
+  std::wstring text;
+  EXPECT_EQ(qn::findMessage(module, 1, 0, text), static_cast<DWORD>(ERROR_SUCCESS));
+  EXPECT_EQ(text, L"The first message, with an insert: %1.\n");
+  EXPECT_EQ(qn::findMessage(module, 2, 0x0400, text), static_cast<DWORD>(ERROR_SUCCESS));
+  EXPECT_EQ(text, L"The second message.\n");
+  EXPECT_EQ(qn::findMessage(module, 2, 0x0409, text), static_cast<DWORD>(ERROR_SUCCESS));
+  EXPECT_EQ(qn::findMessage(module, 3, 0, text), static_cast<DWORD>(ERROR_MR_MID_NOT_FOUND));
+  EXPECT_EQ(qn::findMessage(module, 0, 0, text), static_cast<DWORD>(ERROR_MR_MID_NOT_FOUND));
+  EXPECT_EQ(qn::findMessage(module, 1, 0x0407, text), static_cast<DWORD>(ERROR_RESOURCE_LANG_NOT_FOUND));
+  EXPECT_EQ(qn::findMessage(GetModuleHandleW(L"libqnplatform.so"), 1, 0, text),
+            static_cast<DWORD>(ERROR_RESOURCE_TYPE_NOT_FOUND));
+  EXPECT_EQ(qn::findMessage(nullptr, 1, 0, text), static_cast<DWORD>(ERROR_RESOURCE_TYPE_NOT_FOUND))
+      << "the main program has strings but no message table";
+  Loaded pe(QN_TEST_PE, LOAD_LIBRARY_AS_DATAFILE);
+  EXPECT_EQ(qn::findMessage(pe, 1, 0, text), static_cast<DWORD>(ERROR_SUCCESS));
+  EXPECT_EQ(text, L"The first message, with an insert: %1.\n");
 }
