@@ -17,3 +17,4 @@
 #include <qnlith/win32/registry.h>
 #include <qnlith/win32/modules.h>
 #include <qnlith/win32/resources.h>
+#include <qnlith/win32/interlocked.h>
