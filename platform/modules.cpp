@@ -588,6 +588,7 @@ BOOL WINAPI FreeLibrary(HMODULE module) {
   void* library = nullptr;
   {
     std::unique_lock guard(r.lock);
+    forgetUnloaded(r);
     auto it = r.modules.find(addressOf(module));
     if (it == r.modules.end()) {
       guard.unlock();

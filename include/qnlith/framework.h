@@ -7,3 +7,4 @@
 #include <qnlith/framework/exceptions.h>
 #include <qnlith/framework/string.h>
 #include <qnlith/framework/extension.h>
+#include <qnlith/framework/modules.h>
