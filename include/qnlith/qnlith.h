@@ -13,3 +13,6 @@
 #include <qnlith/system/cCommandLine.h>
 #include <qnlith/system/cProcess.h>
 #include <qnlith/system/cRegistryNode.h>
+#include <qnlith/core/cHandle.h>
+#include <qnlith/core/cReferenceCounted.h>
+#include <qnlith/core/cThreadSafeOperations.h>
