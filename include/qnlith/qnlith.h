@@ -16,3 +16,7 @@
 #include <qnlith/core/cHandle.h>
 #include <qnlith/core/cReferenceCounted.h>
 #include <qnlith/core/cThreadSafeOperations.h>
+#include <qnlith/system/cResourceLibrary.h>
+#include <qnlith/system/cResourceId.h>
+#include <qnlith/system/cResourceString.h>
+#include <qnlith/system/cDynamicLinkLibrary.h>

@@ -246,7 +246,7 @@ TEST(Resources, PeImageAndResFileReadTheSameAsTheElfModule) {
   ASSERT_NE(pe, nullptr);
   ASSERT_NE(res, nullptr);
   const Listing reference = listing(elf);
-  ASSERT_EQ(reference.size(), 19u);
+  ASSERT_EQ(reference.size(), 20u);
   EXPECT_EQ(listing(elfData), reference);
   EXPECT_EQ(listing(pe), reference);
   EXPECT_EQ(listing(res), reference);

@@ -23,6 +23,7 @@ class QNLITH_API cString : public CStringT<wchar_t, StrTraitMFC_DLL<wchar_t, ChT
   // Exactly count characters (wide) or count bytes (narrow) of the source.
   cString(const wchar_t* source, DWORD count);
   cString(const char* source, DWORD count);
+  cString(const cResourceId& id);
   ~cString();
 
   cString& operator=(const cString& source);
@@ -78,4 +79,8 @@ class QNLITH_API cString : public CStringT<wchar_t, StrTraitMFC_DLL<wchar_t, ChT
   // Message-style formatting with numbered inserts (%1, %2!d!, ...).
   void formatMessage(const wchar_t* format, va_list& arguments);
   void formatMessage(const wchar_t* format, ...);
+  void formatMessage(cResourceId id, ...);
+  void loadString(DWORD id);
+  void loadString(const cResourceId& id);
+  void tryToLoadString(const cResourceId& id);
 };

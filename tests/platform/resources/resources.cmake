@@ -26,6 +26,12 @@ qnlith_use_build_flags(qn_test_module)
 qnlith_add_resources(qn_test_module resources/module.rc resources/messages.mc
   INCLUDE_DIRECTORIES ${QN_TEST_DATA} DEPENDS ${QN_TEST_IMAGES})
 
+# A plug-in that uses the library from inside a module of its own.
+add_library(qn_test_plugin SHARED resources/plugin.cpp)
+target_link_libraries(qn_test_plugin PRIVATE Qnlith50)
+qnlith_use_build_flags(qn_test_plugin)
+qnlith_add_resources(qn_test_plugin resources/plugin.rc)
+
 add_executable(qn_test_program resources/program.cpp)
 qnlith_add_resources(qn_test_program resources/program.rc)
 
@@ -63,13 +69,14 @@ add_custom_target(qn_test_twins DEPENDS ${QN_TEST_DATA}/module.res ${QN_TEST_DAT
 
 # What a test program needs to find them.
 function(qnlith_use_test_modules target)
-  add_dependencies(${target} qn_test_module qn_test_program qn_test_twins qn_test_images
+  add_dependencies(${target} qn_test_module qn_test_plugin qn_test_program qn_test_twins qn_test_images
                    qn_test_unresolved qn_test_lost_dependency)
   target_compile_definitions(${target} PRIVATE
     QN_TEST_DATA="${QN_TEST_DATA}"
     QN_TEST_MODULE="$<TARGET_FILE:qn_test_module>"
     QN_TEST_MODULE_NAME="$<TARGET_FILE_NAME:qn_test_module>"
     QN_TEST_PROGRAM="$<TARGET_FILE:qn_test_program>"
+    QN_TEST_PLUGIN="$<TARGET_FILE:qn_test_plugin>"
     QN_TEST_UNRESOLVED="$<TARGET_FILE:qn_test_unresolved>"
     QN_TEST_LOST_DEPENDENCY="$<TARGET_FILE:qn_test_lost_dependency>"
     QN_TEST_PE="${QN_TEST_DATA}/module.dll"

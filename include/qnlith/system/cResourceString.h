@@ -1,0 +1,16 @@
+// cResourceString: a cString whose constructor loads the text of a string
+// resource. It never throws: what fails beneath it leaves it empty.
+#pragma once
+
+#include <qnlith/core/cString.h>
+#include <qnlith/system/cResourceId.h>
+
+class QNLITH_API cResourceString : public cString {
+ public:
+  // A plain number reads the main program's string table.
+  cResourceString(DWORD id);
+  cResourceString(DWORD id, const cResourceLibrary& library);
+  // The library the id names, the default library for a bare number.
+  cResourceString(const cResourceId& id);
+  ~cResourceString();
+};
