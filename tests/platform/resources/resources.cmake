@@ -83,3 +83,8 @@ function(qnlith_use_test_modules target)
     QN_TEST_RES="${QN_TEST_DATA}/module.res")
   target_include_directories(${target} PRIVATE ${QN_TEST_SOURCES})
 endfunction()
+
+add_test(NAME qnlith.resources.lists_the_twins_alike
+  COMMAND ${CMAKE_COMMAND} -DQNLITH=$<TARGET_FILE:qnlith> -DMODULE=$<TARGET_FILE:qn_test_module>
+          -DPE=${QN_TEST_DATA}/module.dll -DRES=${QN_TEST_DATA}/module.res
+          -P ${QN_TEST_SOURCES}/check_tool.cmake)
