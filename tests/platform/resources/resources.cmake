@@ -88,3 +88,10 @@ add_test(NAME qnlith.resources.lists_the_twins_alike
   COMMAND ${CMAKE_COMMAND} -DQNLITH=$<TARGET_FILE:qnlith> -DMODULE=$<TARGET_FILE:qn_test_module>
           -DPE=${QN_TEST_DATA}/module.dll -DRES=${QN_TEST_DATA}/module.res
           -P ${QN_TEST_SOURCES}/check_tool.cmake)
+
+# The function as an application gets it: from the installed package.
+if(NOT QNLITH_SANITIZE)
+  add_test(NAME package.qnlith_add_resources
+           COMMAND ${QN_TEST_SOURCES}/check_package.sh ${PROJECT_BINARY_DIR} ${QN_TEST_SOURCES}/consumer
+                   ${QN_TEST_DATA}/package)
+endif()
