@@ -183,6 +183,7 @@ TEST(ResourceLibrary, CopiesAndAssignmentsTakeTheHandle) {
   cResourceLibrary c;
   c = a;
   EXPECT_EQ(static_cast<HINSTANCE>(c.handle()), platform);
-  c = c;
+  cResourceLibrary& alias = c;
+  c = alias;
   EXPECT_EQ(static_cast<HINSTANCE>(c.handle()), platform);
 }
