@@ -71,7 +71,12 @@ bool mapFile(const std::string& path, void*& mapping, std::size_t& size, DWORD& 
     return false;
   }
   struct stat s;
-  if (::fstat(fd, &s) != 0 || !S_ISREG(s.st_mode) || s.st_size == 0) {
+  if (::fstat(fd, &s) != 0) {
+    error = win32ErrorFromErrno(errno);
+    ::close(fd);
+    return false;
+  }
+  if (!S_ISREG(s.st_mode) || s.st_size == 0) {
     error = S_ISDIR(s.st_mode) ? static_cast<DWORD>(ERROR_ACCESS_DENIED) : static_cast<DWORD>(ERROR_BAD_EXE_FORMAT);
     ::close(fd);
     return false;

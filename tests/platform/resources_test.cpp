@@ -276,3 +276,47 @@ TEST(Resources, MessageTablesGiveTheirTextsAsStored) {
   EXPECT_EQ(qn::findMessage(pe, 1, 0, text), static_cast<DWORD>(ERROR_SUCCESS));
   EXPECT_EQ(text, L"The first message, with an insert: %1.\n");
 }
+
+TEST(Resources, Pe32ImagesReadToo) {
+  // A 32-bit PE image with one resource, RCDATA 5 in en-US, laid out by hand:
+  // headers, one .rsrc section at RVA 0x1000 from file offset 0x200.
+  std::vector<std::uint8_t> image(0x400, 0);
+  auto put16 = [&](std::size_t at, std::uint16_t v) { std::memcpy(image.data() + at, &v, 2); };
+  auto put32 = [&](std::size_t at, std::uint32_t v) { std::memcpy(image.data() + at, &v, 4); };
+  image[0] = 'M', image[1] = 'Z';
+  put32(0x3C, 0x40);
+  std::memcpy(image.data() + 0x40, "PE\0\0", 4);
+  put16(0x44, 0x14C);  // i386
+  put16(0x46, 1);      // one section
+  put16(0x54, 224);    // optional header size
+  put16(0x58, 0x10B);  // PE32
+  put32(0x58 + 92, 16);
+  put32(0x58 + 96 + 16, 0x1000);  // resource directory
+  put32(0x58 + 96 + 20, 0x100);
+  std::memcpy(image.data() + 0x138, ".rsrc", 5);
+  put32(0x138 + 8, 0x100);
+  put32(0x138 + 12, 0x1000);
+  put32(0x138 + 16, 0x200);
+  put32(0x138 + 20, 0x200);
+  const std::size_t root = 0x200;
+  put16(root + 14, 1), put32(root + 16, 10), put32(root + 20, 0x80000000u | 0x18);
+  put16(root + 0x18 + 14, 1), put32(root + 0x28, 5), put32(root + 0x2C, 0x80000000u | 0x30);
+  put16(root + 0x30 + 14, 1), put32(root + 0x40, 0x409), put32(root + 0x44, 0x48);
+  put32(root + 0x48, 0x1060), put32(root + 0x4C, 4);
+  std::memcpy(image.data() + root + 0x60, "pe32", 4);
+
+  const std::string path = scratch() + "/pe32.dll";
+  writeFile(path, image);
+  Loaded pe(path, LOAD_LIBRARY_AS_DATAFILE);
+  ASSERT_NE(pe, nullptr) << GetLastError();
+  HRSRC resource = FindResourceExW(pe, RT_RCDATA, MAKEINTRESOURCEW(5), 0x0409);
+  EXPECT_EQ(bytesOf(pe, resource), "pe32");
+  EXPECT_EQ(listing(pe).size(), 1u);
+
+  // The data entry pointing past its section makes the image malformed.
+  put32(root + 0x4C, 0x1000);
+  writeFile(path, image);
+  SetLastError(0);
+  EXPECT_EQ(LoadLibraryExW(wide(path).c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE), nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BAD_EXE_FORMAT));
+}
