@@ -6,6 +6,7 @@
 #include <string>
 
 #include "internal/message_format.h"
+#include "internal/resources.h"
 #include "internal/system_messages.h"
 
 namespace {
@@ -35,18 +36,26 @@ DWORD WINAPI FormatMessageW(DWORD flags, LPCVOID source, DWORD messageId, DWORD 
   const bool fromModule = (flags & FORMAT_MESSAGE_FROM_HMODULE) != 0;
   const bool fromSystem = (flags & FORMAT_MESSAGE_FROM_SYSTEM) != 0;
   std::wstring_view pattern;
+  std::wstring moduleText;
   if (fromString) {
     if (fromModule || fromSystem || source == nullptr) return fail(ERROR_INVALID_PARAMETER);
     pattern = static_cast<const wchar_t*>(source);
   } else if (fromModule || fromSystem) {
-    // Modules supply message tables; until a module carries one, the search
-    // goes on to the system's texts if the caller allowed it.
-    if (!fromSystem) return fail(ERROR_RESOURCE_TYPE_NOT_FOUND);
+    // The module's message table first; what it lacks, the system's texts
+    // give if the caller allowed them.
+    if (fromModule) {
+      const DWORD error = qn::findMessage(static_cast<HMODULE>(const_cast<void*>(source)), messageId, languageId,
+                                          moduleText);
+      if (error == ERROR_SUCCESS) pattern = moduleText;
+      else if (!fromSystem) return fail(error);
+    }
+  }
+  if (pattern.data() == nullptr && fromSystem) {
     if (!systemHasLanguage(languageId)) return fail(ERROR_RESOURCE_LANG_NOT_FOUND);
     const wchar_t* text = qn::systemMessageText(messageId);
     if (text == nullptr) return fail(ERROR_MR_MID_NOT_FOUND);
     pattern = text;
-  } else {
+  } else if (pattern.data() == nullptr) {
     return fail(ERROR_INVALID_PARAMETER);
   }
 
