@@ -15,3 +15,5 @@
 #include <qnlith/win32/message.h>
 #include <qnlith/win32/oleauto.h>
 #include <qnlith/win32/registry.h>
+#include <qnlith/win32/sync.h>
+#include <qnlith/win32/messages.h>
