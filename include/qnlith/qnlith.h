@@ -13,3 +13,8 @@
 #include <qnlith/system/cCommandLine.h>
 #include <qnlith/system/cProcess.h>
 #include <qnlith/system/cRegistryNode.h>
+#include <qnlith/concurrency/cCriticalSection.h>
+#include <qnlith/concurrency/cEvent.h>
+#include <qnlith/concurrency/cMutexSemaphore.h>
+#include <qnlith/concurrency/cResourceLock.h>
+#include <qnlith/concurrency/cSemaphore.h>
