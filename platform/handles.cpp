@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <type_traits>
 #include <vector>
 
 #include "internal/errors.h"
@@ -38,11 +39,13 @@ struct Table {
   std::uint32_t freeHead = 0;
   std::atomic<Slot*> chunks[ChunkCount] = {};
 };
+static_assert(std::is_trivially_destructible_v<Table>);
 
-Table& table() {
-  static Table* instance = new Table;  // outlives every static destructor that may close a handle
-  return *instance;
-}
+// Constant-initialised and never destroyed (all its members are trivially
+// destructible), so handles work in static constructors and destructors.
+constinit Table theTable;
+
+Table& table() { return theTable; }
 
 struct Decoded {
   std::uint32_t index;

@@ -9,12 +9,6 @@ namespace qn {
 Event::Event(ObjectKind kind, bool manualReset, bool initialState)
     : WaitableObject(kind, initialState ? word::Signalled : 0), manualReset_(manualReset) {}
 
-Take Event::canTake(std::uint64_t w, DWORD, std::uint64_t& after) const {
-  if (!(w & word::Signalled)) return Take::No;
-  after = manualReset_ ? w : (w & ~word::Signalled);
-  return Take::Yes;
-}
-
 void Event::set() {
   update([](std::uint64_t current, std::uint64_t& next) {
     next = current | word::Signalled;
@@ -36,13 +30,6 @@ void Event::reset() {
 Semaphore::Semaphore(LONG initialCount, LONG maximumCount)
     : WaitableObject(ObjectKind::Semaphore, word::withValue(0, static_cast<std::uint32_t>(initialCount))),
       maximum_(maximumCount) {}
-
-Take Semaphore::canTake(std::uint64_t w, DWORD, std::uint64_t& after) const {
-  const std::uint32_t count = word::value(w);
-  if (count == 0) return Take::No;
-  after = word::withValue(w, count - 1);
-  return Take::Yes;
-}
 
 bool Semaphore::release(LONG count, LONG* previous) {
   const auto maximum = static_cast<std::uint32_t>(maximum_);
@@ -79,7 +66,7 @@ Mutex::Mutex(bool ownedByCaller) : WaitableObject(ObjectKind::Mutex, 0) {
     if (next_ != nullptr) next_->previous_ = this;
     r.head = this;
   }
-  if (ownedByCaller) tryTake();
+  if (ownedByCaller) tryTakeAs<Mutex>();
 }
 
 Mutex::~Mutex() {
@@ -91,23 +78,6 @@ Mutex::~Mutex() {
     r.head = next_;
   }
   if (next_ != nullptr) next_->previous_ = previous_;
-}
-
-Take Mutex::canTake(std::uint64_t w, DWORD tid, std::uint64_t& after) const {
-  const DWORD owner = word::value(w);
-  if (owner == tid) return Take::Yes;  // once more by its owner
-  if (owner != 0) return Take::No;
-  after = word::withValue(w & ~word::Abandoned, tid);
-  return (w & word::Abandoned) ? Take::Abandoned : Take::Yes;
-}
-
-void Mutex::taken(std::uint64_t before, DWORD tid) {
-  if (word::value(before) == tid) {
-    ++recursion_;
-    return;
-  }
-  recursion_ = 1;
-  ++threadState().ownedMutexes;
 }
 
 bool Mutex::release() {

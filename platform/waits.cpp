@@ -9,7 +9,7 @@
 
 #include "internal/errors.h"
 #include "internal/futex.h"
-#include "internal/waitable.h"
+#include "internal/sync_objects.h"
 
 namespace qn {
 
@@ -56,7 +56,13 @@ DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
     SetLastError(ERROR_INVALID_HANDLE);
     return WAIT_FAILED;
   }
-  const qn::Take take = waitable->tryTake();
+  qn::Take take;
+  switch (object->kind()) {
+    case qn::ObjectKind::Mutex: take = static_cast<qn::Mutex*>(object)->tryTakeAs<qn::Mutex>(); break;
+    case qn::ObjectKind::Event: take = static_cast<qn::Event*>(object)->tryTakeAs<qn::Event>(); break;
+    case qn::ObjectKind::Semaphore: take = static_cast<qn::Semaphore*>(object)->tryTakeAs<qn::Semaphore>(); break;
+    default: take = waitable->tryTake();
+  }
   if (take != qn::Take::No) return qn::waitResult(take, 0);
   if (milliseconds == 0) return WAIT_TIMEOUT;
   return qn::waitForObjects(&waitable, 1, false, milliseconds);

@@ -12,9 +12,14 @@ class QN_INTERNAL Event : public WaitableObject {
   void set();
   void reset();
 
+  Take canTake(std::uint64_t w, DWORD, std::uint64_t& after) const override {
+    if (!(w & word::Signalled)) return Take::No;
+    after = manualReset_ ? w : (w & ~word::Signalled);
+    return Take::Yes;
+  }
+
  protected:
   Event(ObjectKind kind, bool manualReset, bool initialState);
-  Take canTake(std::uint64_t w, DWORD tid, std::uint64_t& after) const override;
 
  private:
   const bool manualReset_;
@@ -26,8 +31,12 @@ class QN_INTERNAL Semaphore final : public WaitableObject {
   // False when the count would pass the maximum; the count then stays.
   bool release(LONG count, LONG* previous);
 
- protected:
-  Take canTake(std::uint64_t w, DWORD tid, std::uint64_t& after) const override;
+  Take canTake(std::uint64_t w, DWORD, std::uint64_t& after) const override {
+    const std::uint32_t count = word::value(w);
+    if (count == 0) return Take::No;
+    after = word::withValue(w, count - 1);
+    return Take::Yes;
+  }
 
  private:
   const LONG maximum_;
@@ -43,9 +52,22 @@ class QN_INTERNAL Mutex final : public WaitableObject {
   void abandon();
   DWORD owner() const { return word::value(state()); }
 
- protected:
-  Take canTake(std::uint64_t w, DWORD tid, std::uint64_t& after) const override;
-  void taken(std::uint64_t before, DWORD tid) override;
+  Take canTake(std::uint64_t w, DWORD tid, std::uint64_t& after) const override {
+    const DWORD owner = word::value(w);
+    if (owner == tid) return Take::Yes;  // once more by its owner
+    if (owner != 0) return Take::No;
+    after = word::withValue(w & ~word::Abandoned, tid);
+    return (w & word::Abandoned) ? Take::Abandoned : Take::Yes;
+  }
+
+  void taken(std::uint64_t before, DWORD tid) override {
+    if (word::value(before) == tid) {
+      ++recursion_;
+      return;
+    }
+    recursion_ = 1;
+    ++threadState().ownedMutexes;
+  }
 
  private:
   friend void abandonMutexesOf(DWORD threadId);

@@ -67,15 +67,19 @@ class QN_INTERNAL WaitableObject : public KernelObject {
   // auto-reset event resets, a semaphore counts down, a mutex becomes the
   // thread's. Never blocks for longer than another thread's hold of the lock.
   Take tryTake();
+  // The same for a caller that knows the object's class: no virtual calls.
+  template <typename T>
+  Take tryTakeAs();
 
   std::uint64_t state() const { return word_.load(std::memory_order_acquire); }
 
- protected:
   // Whether thread `tid` may take the object in state `w`; if so `after` is
   // the state once taken. Flag bits the object does not own stay as they are.
   virtual Take canTake(std::uint64_t w, DWORD tid, std::uint64_t& after) const = 0;
   // Runs on the taking thread right after a take, with the state before it.
   virtual void taken(std::uint64_t before, DWORD tid) {}
+
+ protected:
 
   // Changes the state: `change(current, next)` sets next from current or
   // returns false to leave the state alone (update then returns false).
@@ -128,6 +132,28 @@ QN_INTERNAL bool hasDuplicates(WaitableObject* const* objects, DWORD count);
 // object at `index`.
 inline DWORD waitResult(Take take, DWORD index) {
   return (take == Take::Abandoned ? 0x80u : 0u) + index;
+}
+
+template <typename T>
+Take WaitableObject::tryTakeAs() {
+  T& self = static_cast<T&>(*this);
+  const DWORD tid = currentThreadId();
+  std::uint64_t current = word_.load(std::memory_order_acquire);
+  for (;;) {
+    if (current & word::Locked) {
+      waitUntilUnlocked(current);
+      current = word_.load(std::memory_order_acquire);
+      continue;
+    }
+    std::uint64_t after = current;
+    const Take take = self.T::canTake(current, tid, after);
+    if (take == Take::No) return take;
+    if (after == current ||
+        word_.compare_exchange_weak(current, after, std::memory_order_acq_rel, std::memory_order_acquire)) {
+      self.T::taken(current, tid);
+      return take;
+    }
+  }
 }
 
 template <typename Change>
