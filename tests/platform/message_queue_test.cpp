@@ -121,12 +121,13 @@ TEST(MessageQueues, MsgWaitEndsOnNewInputAndLeavesItQueued) {
   EXPECT_EQ(third, WAIT_OBJECT_0) << "the event still ends the wait";
 
   // Objects come before input; a mask without posted messages ignores them.
-  PostThreadMessageW(GetCurrentThreadId(), WM_USER, 0, 0);
+  MSG msg;
+  EXPECT_FALSE(PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE));  // this thread's queue
+  EXPECT_TRUE(PostThreadMessageW(GetCurrentThreadId(), WM_USER, 0, 0));
   SetEvent(event);
   EXPECT_EQ(MsgWaitForMultipleObjects(1, &event, FALSE, 0, QS_ALLINPUT), WAIT_OBJECT_0);
   EXPECT_EQ(MsgWaitForMultipleObjects(1, &event, FALSE, 0, QS_KEY), WAIT_TIMEOUT);
   EXPECT_EQ(MsgWaitForMultipleObjects(0, nullptr, FALSE, 0, QS_ALLINPUT), WAIT_OBJECT_0);
-  MSG msg;
   while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
   }
   SetLastError(0);
