@@ -81,6 +81,7 @@ TEST(cEvent, WaitForEventOrMsgEndsOnPostedInput) {
   cEvent event;
   std::atomic<DWORD> id{0};
   std::atomic<bool> returned{false};
+  std::atomic<unsigned> lastWait{0};
   bool byMessage = true, byEvent = false, timedOut = true;
   bool messageStayed = false;
   std::thread receiver([&] {
@@ -91,13 +92,14 @@ TEST(cEvent, WaitForEventOrMsgEndsOnPostedInput) {
     returned = true;
     messageStayed = PeekMessageW(&msg, nullptr, 0, 0, PM_NOREMOVE) && msg.message == WM_USER + 9;
     timedOut = qntest::waitForEventOrMsg(event, 30);
+    lastWait = GetCurrentThreadId();
     byEvent = qntest::waitForEventOrMsg(event, 0xFFFFFFFF);
   });
   ASSERT_TRUE(eventually([&] { return id != 0; }));
   EXPECT_TRUE(staysFalse([&] { return returned.load(); })) << "no input and no signal yet";
   PostThreadMessageW(id, WM_USER + 9, 0, 0);
   ASSERT_TRUE(eventually([&] { return returned.load(); }));
-  Sleep(60);
+  ASSERT_TRUE(qntest::blocks(lastWait));
   event.signal();
   receiver.join();
   EXPECT_FALSE(byMessage) << "the message ended the wait: false, before any signal";

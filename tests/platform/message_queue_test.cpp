@@ -33,6 +33,7 @@ TEST(MessageQueues, PostPeekAndGet) {
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_THREAD_ID));
 
   HANDLE posted = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  HANDLE drained = CreateEventW(nullptr, FALSE, FALSE, nullptr);
   std::thread receiver = queueThread(id, [&] {
     WaitForSingleObject(posted, INFINITE);
     MSG msg{};
@@ -51,6 +52,7 @@ TEST(MessageQueues, PostPeekAndGet) {
     EXPECT_FALSE(PeekMessageW(&msg, reinterpret_cast<HWND>(0x1234), 0, 0, PM_REMOVE));
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_WINDOW_HANDLE));
     EXPECT_EQ(GetMessageW(&msg, reinterpret_cast<HWND>(0x1234), 0, 0), -1);
+    SetEvent(drained);
 
     // GetMessage blocks for the next one; WM_QUIT passes any filter and ends the loop.
     int got = 0;
@@ -65,14 +67,15 @@ TEST(MessageQueues, PostPeekAndGet) {
   EXPECT_TRUE(PostThreadMessageW(id, WM_USER + 1, 10, -10));
   EXPECT_TRUE(PostThreadMessageW(id, WM_USER + 2, 0, 0));
   SetEvent(posted);
-  Sleep(20);
+  WaitForSingleObject(drained, INFINITE);
   EXPECT_TRUE(PostThreadMessageW(id, WM_APP, 0, 0));
   EXPECT_TRUE(PostThreadMessageW(id, WM_USER, 0, 0));
-  Sleep(20);
+  Sleep(20);  // most often the receiver is blocked in GetMessageW by now
   EXPECT_TRUE(PostThreadMessageW(id, WM_APP, 0, 0));
   EXPECT_TRUE(PostThreadMessageW(id, WM_QUIT, 7, 0));
   receiver.join();
   CloseHandle(posted);
+  CloseHandle(drained);
 
   SetLastError(0);
   EXPECT_FALSE(PostThreadMessageW(id, WM_USER, 0, 0)) << "the queue went with its thread";
