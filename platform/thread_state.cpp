@@ -21,22 +21,27 @@ struct ForkHandler {
   ForkHandler() { pthread_atfork(nullptr, nullptr, forgetIdInChild); }
 } forkHandler;
 
-// Its destructor runs as the thread ends: the thread's mutexes are
-// abandoned, its queue goes, and the objects its cache held are let go.
-struct ThreadEnd {
-  bool armed = false;
-  ~ThreadEnd() {
-    ThreadState* state = tls::state;
-    if (state == nullptr) return;
-    const DWORD id = currentThreadId();
-    if (state->ownedMutexes != 0) abandonMutexesOf(id);
-    if (state->queue != nullptr) dropMessageQueueOf(id);
-    tls::state = nullptr;
-    delete state;
-  }
-};
+// Runs as the thread ends, after its C++ thread-local destructors (which
+// may still wait or signal): the thread's mutexes are abandoned, its queue
+// goes, and the objects its cache held are let go. Should that bring the
+// state back, the key's destructor runs again for it.
+void threadEnded(void* value) {
+  auto* state = static_cast<ThreadState*>(value);
+  const DWORD id = currentThreadId();
+  if (state->ownedMutexes != 0) abandonMutexesOf(id);
+  if (state->queue != nullptr) dropMessageQueueOf(id);
+  if (tls::state == state) tls::state = nullptr;
+  delete state;
+}
 
-thread_local ThreadEnd threadEnd;
+pthread_key_t endKey() {
+  static const pthread_key_t key = [] {
+    pthread_key_t k;
+    pthread_key_create(&k, threadEnded);
+    return k;
+  }();
+  return key;
+}
 
 }  // namespace
 
@@ -48,7 +53,7 @@ DWORD assignThreadId() {
 ThreadState& createThreadState() {
   auto* state = new ThreadState;
   tls::state = state;
-  threadEnd.armed = true;  // first use on this thread registers its destructor
+  pthread_setspecific(endKey(), state);
   return *state;
 }
 

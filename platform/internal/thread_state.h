@@ -1,7 +1,9 @@
 // What the layer keeps for each thread: its Win32 thread id, the futex word
 // its waits sleep on, a cache of recently used handles, the count of mutexes
 // it owns and its message queue. The state is made on first use and torn
-// down when the thread ends (that is when its mutexes are abandoned).
+// down when the thread ends, after its C++ thread-local destructors (that is
+// when its mutexes are abandoned). A process's main thread keeps its state
+// until the process ends.
 #pragma once
 
 #include <atomic>

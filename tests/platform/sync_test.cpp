@@ -246,6 +246,26 @@ TEST(Mutexes, AbandonedWhenTheOwnerEnds) {
   EXPECT_EQ(result, WAIT_ABANDONED);
 }
 
+namespace {
+HANDLE mutexTakenAtThreadEnd = nullptr;
+struct TakesTheMutexWhenDestroyed {
+  ~TakesTheMutexWhenDestroyed() { WaitForSingleObject(mutexTakenAtThreadEnd, INFINITE); }
+};
+}  // namespace
+
+TEST(Mutexes, TakenByAThreadLocalDestructorStillAbandoned) {
+  Owned mutex(CreateMutexW(nullptr, FALSE, nullptr));
+  Owned event(CreateEventW(nullptr, FALSE, TRUE, nullptr));
+  mutexTakenAtThreadEnd = mutex;
+  std::thread([&] {
+    thread_local TakesTheMutexWhenDestroyed late;
+    (void)&late;
+    WaitForSingleObject(event, 0);  // the layer knows the thread before its thread-locals go
+  }).join();
+  EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_ABANDONED);
+  EXPECT_TRUE(ReleaseMutex(mutex));
+}
+
 TEST(Waits, MultipleObjects) {
   Owned a(CreateEventW(nullptr, FALSE, FALSE, nullptr));
   Owned b(CreateEventW(nullptr, FALSE, FALSE, nullptr));
