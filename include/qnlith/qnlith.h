@@ -20,3 +20,8 @@
 #include <qnlith/system/cResourceId.h>
 #include <qnlith/system/cResourceString.h>
 #include <qnlith/system/cDynamicLinkLibrary.h>
+#include <qnlith/concurrency/cCriticalSection.h>
+#include <qnlith/concurrency/cEvent.h>
+#include <qnlith/concurrency/cMutexSemaphore.h>
+#include <qnlith/concurrency/cResourceLock.h>
+#include <qnlith/concurrency/cSemaphore.h>

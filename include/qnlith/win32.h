@@ -18,3 +18,5 @@
 #include <qnlith/win32/modules.h>
 #include <qnlith/win32/resources.h>
 #include <qnlith/win32/interlocked.h>
+#include <qnlith/win32/sync.h>
+#include <qnlith/win32/messages.h>

@@ -7,6 +7,7 @@
 // ERROR_INVALID_HANDLE and never crashes.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <qnlith/win32/types.h>
 
@@ -25,8 +26,14 @@ class KernelObject {
 
   ObjectKind kind() const { return kind_; }
 
+  // Handles open on the object. Its memory may outlive the last handle a
+  // while (see borrow); a name must not.
+  std::uint32_t openHandles() const { return handles_.load(std::memory_order_acquire); }
+
  private:
+  friend class HandleTable;
   ObjectKind kind_;
+  std::atomic<std::uint32_t> handles_{0};
 };
 
 class QN_INTERNAL HandleTable {
@@ -55,6 +62,14 @@ class QN_INTERNAL HandleTable {
 
   // Removes the handle; the object goes when its last user lets go.
   static BOOL close(HANDLE handle);
+
+  // The object behind a handle for the length of one call, without touching
+  // its reference count: the calling thread's cache holds the reference.
+  // Only events, semaphores and mutexes are cached (their late destruction
+  // is invisible); for other kinds `keep` takes the reference. The pointer
+  // stays valid until this thread's next borrow or until `keep` goes. Null
+  // with ERROR_INVALID_HANDLE for a closed or unknown handle.
+  static KernelObject* borrow(HANDLE handle, std::shared_ptr<KernelObject>& keep);
 
  private:
   static void invalid();

@@ -91,6 +91,8 @@
 #define ERROR_CANT_RESOLVE_FILENAME 1921L
 #define ERROR_BAD_PATHNAME 161L
 #define ERROR_DEVICE_IN_USE 2404L
+#define ERROR_INVALID_THREAD_ID 1444L
+#define ERROR_NOT_ENOUGH_QUOTA 1816L
 
 extern "C" {
 // The calling thread's last error. Each thread has its own, starting at 0.

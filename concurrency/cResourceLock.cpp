@@ -1,0 +1,17 @@
+#include <qnlith/concurrency/cResourceLock.h>
+
+cResourceLock::cResourceLock(cMutexSemaphore& mutex) : mutex(mutex), released(true) { acquire(0xFFFFFFFF); }
+
+cResourceLock::~cResourceLock() {
+  if (!released) release();
+}
+
+bool cResourceLock::acquire(DWORD milliseconds) {
+  released = false;
+  return mutex.wait(milliseconds);
+}
+
+void cResourceLock::release() {
+  released = true;
+  mutex.release();
+}
