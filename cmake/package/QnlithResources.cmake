@@ -115,3 +115,23 @@ __asm__(".pushsection .note.qnlith.resources,\"a\",@note\n"
     target_sources(${target} PRIVATE ${note})
   endforeach()
 endfunction()
+
+# qnlith_add_message_file(<target> NAME <file name> <file.mc>...)
+#
+# Builds a message file: a shared module with no code of its own that holds
+# the message tables of the .mc files, under the exact file name given (for
+# example QNLITH.MSG), for the library's messageText and for FormatMessageW
+# with FORMAT_MESSAGE_FROM_HMODULE.
+function(qnlith_add_message_file target)
+  cmake_parse_arguments(QNMSG "" "NAME" "" ${ARGN})
+  if(NOT QNMSG_NAME OR NOT QNMSG_UNPARSED_ARGUMENTS)
+    message(FATAL_ERROR "qnlith_add_message_file(${target} NAME <file name> <file.mc>...)")
+  endif()
+  set(stub ${CMAKE_CURRENT_BINARY_DIR}/${target}_module.cpp)
+  if(NOT EXISTS ${stub})
+    file(WRITE ${stub} "// A module that carries only its message tables.\n")
+  endif()
+  add_library(${target} SHARED ${stub})
+  set_target_properties(${target} PROPERTIES PREFIX "" SUFFIX "" OUTPUT_NAME ${QNMSG_NAME})
+  qnlith_add_resources(${target} ${QNMSG_UNPARSED_ARGUMENTS})
+endfunction()

@@ -8,6 +8,7 @@
 #include <qnlith/failure/cException.h>
 #include <qnlith/failure/cMfcException.h>
 #include <qnlith/failure/errorText.h>
+#include <qnlith/failure/messageText.h>
 #include <qnlith/core/frame.h>
 #include <qnlith/system/cPlatform.h>
 #include <qnlith/system/cCommandLine.h>
