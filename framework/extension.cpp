@@ -24,8 +24,10 @@ BOOL AfxInitExtensionModule(AFX_EXTENSION_MODULE& state, HMODULE module) {
   // What the module's static initialisers registered since its early hook.
   state.pFirstSharedClass = program->m_pClassInit;
   state.pFirstSharedFactory = program->m_pFactoryInit;
-  program->m_pClassInit = nullptr;
-  program->m_pFactoryInit = nullptr;
+  program->m_pClassInit = program->m_pSavedClassInit;
+  program->m_pFactoryInit = program->m_pSavedFactoryInit;
+  program->m_pSavedClassInit = nullptr;
+  program->m_pSavedFactoryInit = nullptr;
   state.bInitialized = TRUE;
   return TRUE;
 }

@@ -143,16 +143,3 @@ cPointerHandle cResourceLibrary::loadAnimatedCursor(DWORD id) const {
   text.format(L"cResourceLibrary() :: loadAnimatedCursor Id %u (0x%x) not Found in %s!", id, id, fileName().c_str());
   throw cException(text.c_str());
 }
-
-// Until the library's entry makes the default library at load and destroys
-// it at unload, this stand-in does so in the same places of the load.
-class cLibraryEntry {
- public:
-  static void attach() { cResourceLibrary::initialize(true); }
-  static void detach() { cResourceLibrary::initialize(false); }
-};
-
-namespace {
-__attribute__((constructor)) void attachDefaultResourceLibrary() { cLibraryEntry::attach(); }
-__attribute__((destructor)) void detachDefaultResourceLibrary() { cLibraryEntry::detach(); }
-}  // namespace

@@ -26,6 +26,10 @@ struct QN_FRAMEWORK_API AFX_MODULE_STATE {
   CRuntimeClass* m_pClassInit;
   COleObjectFactory* m_pFactoryInit;
   CDynLinkLibrary* m_pFirstLibrary;
+  // Where a loading module's early hook puts the program's list heads while
+  // the module's own static initialisers build lists of their own.
+  CRuntimeClass* m_pSavedClassInit;
+  COleObjectFactory* m_pSavedFactoryInit;
   HINSTANCE m_hCurrentInstanceHandle;
   HINSTANCE m_hCurrentResourceHandle;
 };
@@ -33,7 +37,8 @@ struct QN_FRAMEWORK_API AFX_MODULE_STATE {
 QN_FRAMEWORK_API AFX_MODULE_STATE* AfxGetModuleState();
 
 // Takes the class and factory lists that the module's static initialisers
-// built (the module's early hook moved them aside first) into the record.
+// built (the module's early hook moved the program's aside first) into the
+// record, and puts the program's lists back.
 QN_FRAMEWORK_API BOOL AfxInitExtensionModule(AFX_EXTENSION_MODULE& state, HMODULE module);
 
 // Ends the registration: every chain entry of the module is deleted.
