@@ -26,3 +26,4 @@
 #include <qnlith/concurrency/cMutexSemaphore.h>
 #include <qnlith/concurrency/cResourceLock.h>
 #include <qnlith/concurrency/cSemaphore.h>
+#include <qnlith/files/cFileVersion.h>

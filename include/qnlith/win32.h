@@ -20,3 +20,4 @@
 #include <qnlith/win32/interlocked.h>
 #include <qnlith/win32/sync.h>
 #include <qnlith/win32/messages.h>
+#include <qnlith/win32/version.h>

@@ -1,0 +1,51 @@
+// The version resource of a module file: its named strings and its fixed
+// version record, loaded once when the object is made.
+#pragma once
+
+#include <qnlith/core/api.h>
+#include <qnlith/core/cString.h>
+#include <qnlith/win32/version.h>
+
+class cResourceLibrary;
+
+class QNLITH_API cFileVersion {
+ public:
+  enum StringInfoTypeEnum {
+    CompanyName,
+    FileDescription,
+    FileVersion,
+    InternalName,
+    LegalCopyright,
+    OriginalFilename,
+    ProductName,
+    ProductVersion,
+    PrivateBuild,
+    SpecialBuild
+  };
+
+  // Both throw cException when the file has no readable version resource.
+  cFileVersion(const cString& fileName);
+  cFileVersion(const cResourceLibrary& library);
+  ~cFileVersion();
+  // The target shares the source's data; only the source releases it.
+  cFileVersion& operator=(const cFileVersion& source);
+  cFileVersion(const cFileVersion&) = delete;
+
+  // The item under the first translation; empty when there is none.
+  cString queryValue(StringInfoTypeEnum type);
+  VS_FIXEDFILEINFO* queryFixedFileInformation();
+  DWORD64 queryFileVersion();
+  DWORD64 queryProductVersion();
+  DWORD queryFileFlags();
+  DWORD queryFileFlagsMask();
+
+ private:
+  void ctor(const cString& fileName);
+  cString enumAsText(StringInfoTypeEnum type) const;
+
+  BYTE* versionData;
+  DWORD versionHandle;
+  WORD language;
+  WORD codePage;
+  bool ownsData;
+};
