@@ -5,6 +5,7 @@
 #include <qnlith/framework.h>
 #include <qnlith/core/api.h>
 #include <qnlith/core/cString.h>
+#include <qnlith/core/cBuffer.h>
 #include <qnlith/failure/cException.h>
 #include <qnlith/failure/cMfcException.h>
 #include <qnlith/failure/errorText.h>
