@@ -10,6 +10,8 @@
 #include <qnlith/failure/cMfcException.h>
 #include <qnlith/failure/errorText.h>
 #include <qnlith/failure/messageText.h>
+#include <qnlith/files/cTime.h>
+#include <qnlith/files/cFileInformation.h>
 #include <qnlith/core/frame.h>
 #include <qnlith/system/cPlatform.h>
 #include <qnlith/system/cCommandLine.h>
