@@ -12,6 +12,7 @@
 #include <qnlith/failure/messageText.h>
 #include <qnlith/files/cTime.h>
 #include <qnlith/files/cFileInformation.h>
+#include <qnlith/files/cFile.h>
 #include <qnlith/core/frame.h>
 #include <qnlith/system/cPlatform.h>
 #include <qnlith/system/cCommandLine.h>
