@@ -13,6 +13,7 @@
 #include <qnlith/files/cTime.h>
 #include <qnlith/files/cFileInformation.h>
 #include <qnlith/files/cFile.h>
+#include <qnlith/files/cFileSystem.h>
 #include <qnlith/core/frame.h>
 #include <qnlith/system/cPlatform.h>
 #include <qnlith/system/cCommandLine.h>
