@@ -14,6 +14,7 @@
 #include <qnlith/files/cFileInformation.h>
 #include <qnlith/files/cFile.h>
 #include <qnlith/files/cFileSystem.h>
+#include <qnlith/files/cTextFile.h>
 #include <qnlith/core/frame.h>
 #include <qnlith/system/cPlatform.h>
 #include <qnlith/system/cCommandLine.h>
