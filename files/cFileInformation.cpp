@@ -2,8 +2,6 @@
 #include <qnlith/win32/crtstring.h>
 #include <qnlith/win32/errors.h>
 
-#include <cstring>
-
 cFileInformation::cFileInformation() : WIN32_FIND_DATAW(), findHandle(INVALID_HANDLE_VALUE) {}
 
 cFileInformation::cFileInformation(const cFileInformation& source)

@@ -3,6 +3,8 @@
 #include <qnlith/win32/errors.h>
 #include <qnlith/win32/handles.h>
 
+#include <cwchar>
+
 namespace {
 
 // The fixed buffers of the path work, terminator included.
@@ -11,21 +13,32 @@ constexpr int DriveBuffer = 3;
 constexpr int PartBuffer = 256;
 
 cString compose(const wchar_t* drive, const wchar_t* dir, const wchar_t* name, const wchar_t* extension) {
-  wchar_t path[PathBuffer] = {};
+  wchar_t path[PathBuffer];
   _wmakepath_s(path, PathBuffer, drive, dir, name, extension);
   return cString(path);
 }
 
+// Filled by the split; a path that doesn't fit leaves every part empty.
 struct Parts {
-  wchar_t drive[DriveBuffer] = {};
-  wchar_t dir[PartBuffer] = {};
-  wchar_t name[PartBuffer] = {};
-  wchar_t extension[PartBuffer] = {};
+  wchar_t drive[DriveBuffer];
+  wchar_t dir[PartBuffer];
+  wchar_t name[PartBuffer];
+  wchar_t extension[PartBuffer];
 
   explicit Parts(const cString& path) {
     _wsplitpath_s(path.c_str(), drive, DriveBuffer, dir, PartBuffer, name, PartBuffer, extension, PartBuffer);
   }
 };
+
+// Sets a result string to one or two parts, reusing its storage where it can.
+void assign(cString& out, const wchar_t* first, const wchar_t* second = L"") {
+  const std::size_t firstLength = std::wcslen(first), secondLength = std::wcslen(second);
+  const int length = static_cast<int>(firstLength + secondLength);
+  wchar_t* buffer = out.GetBuffer(length);
+  std::wmemcpy(buffer, first, firstLength);
+  std::wmemcpy(buffer + firstLength, second, secondLength);
+  out.ReleaseBuffer(length);
+}
 
 bool isSeparatorOrColon(wchar_t c) { return c == L'\\' || c == L'/' || c == L':'; }
 
@@ -111,26 +124,24 @@ void cFileSystem::appendDirectory(cString& base, const cString& dir) {
 
 bool cFileSystem::splitPath(const cString& path, cString& dir, cString& name) {
   const Parts parts(path);
-  dir = parts.drive;
-  dir += parts.dir;
-  name = parts.name;
-  name += parts.extension;
+  assign(dir, parts.drive, parts.dir);
+  assign(name, parts.name, parts.extension);
   return true;
 }
 
 bool cFileSystem::splitPath(const cString& path, cString& drive, cString& dir, cString& name, cString& extension) {
   const Parts parts(path);
-  drive = parts.drive;
-  dir = parts.dir;
-  name = parts.name;
-  extension = parts.extension;
+  assign(drive, parts.drive);
+  assign(dir, parts.dir);
+  assign(name, parts.name);
+  assign(extension, parts.extension);
   return true;
 }
 
 bool cFileSystem::splitName(const cString& path, cString& name, cString& extension) {
   const Parts parts(path);
-  name = parts.name;
-  extension = parts.extension;
+  assign(name, parts.name);
+  assign(extension, parts.extension);
   return true;
 }
 

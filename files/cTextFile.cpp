@@ -1,6 +1,6 @@
 #include <qnlith/files/cTextFile.h>
-#include <qnlith/win32/files.h>
 #include <qnlith/win32/errors.h>
+#include <qnlith/win32/files.h>
 #include <qnlith/win32/handles.h>
 
 #include <cstring>

@@ -42,21 +42,36 @@ bool exists(const std::wstring& path) {
 errno_t _wmakepath_s(wchar_t* path, std::size_t sizeInWords, const wchar_t* drive, const wchar_t* dir,
                      const wchar_t* fname, const wchar_t* ext) {
   if (path == nullptr || sizeInWords == 0) return fail(EINVAL);
-  std::wstring out;
+  // Built in place; a result that doesn't fit leaves the buffer empty.
+  std::size_t length = 0;
+  bool fits = true;
+  auto put = [&](wchar_t c) {
+    if (length + 1 < sizeInWords) path[length++] = c;
+    else fits = false;
+  };
+  auto putText = [&](const wchar_t* text) {
+    for (; *text != L'\0' && fits; ++text) put(*text);
+  };
   if (!isEmpty(drive)) {
-    out += drive[0];
-    out += L':';
+    put(drive[0]);
+    put(L':');
   }
   if (!isEmpty(dir)) {
-    out += dir;
-    if (!isSeparator(out.back())) out += L'\\';
+    putText(dir);
+    const wchar_t last = dir[std::wcslen(dir) - 1];
+    if (!isSeparator(last)) put(L'\\');
   }
-  if (fname != nullptr) out += fname;
+  if (fname != nullptr) putText(fname);
   if (!isEmpty(ext)) {
-    if (ext[0] != L'.') out += L'.';
-    out += ext;
+    if (ext[0] != L'.') put(L'.');
+    putText(ext);
   }
-  return handOut(out, path, sizeInWords);
+  if (!fits) {
+    path[0] = L'\0';
+    return fail(ERANGE);
+  }
+  path[length] = L'\0';
+  return 0;
 }
 
 errno_t _wsplitpath_s(const wchar_t* path, wchar_t* drive, std::size_t driveNumberOfElements, wchar_t* dir,
