@@ -82,12 +82,25 @@ typedef struct _WIN32_FIND_DATAW {
   WCHAR cAlternateFileName[14];
 } WIN32_FIND_DATAW, *PWIN32_FIND_DATAW, *LPWIN32_FIND_DATAW;
 
+// Access rights shared with the registry's header.
+#ifndef GENERIC_READ
 #define GENERIC_READ 0x80000000u
+#endif
+#ifndef GENERIC_WRITE
 #define GENERIC_WRITE 0x40000000u
+#endif
+#ifndef GENERIC_EXECUTE
 #define GENERIC_EXECUTE 0x20000000u
+#endif
+#ifndef GENERIC_ALL
 #define GENERIC_ALL 0x10000000u
+#endif
+#ifndef DELETE
 #define DELETE 0x00010000u
+#endif
+#ifndef SYNCHRONIZE
 #define SYNCHRONIZE 0x00100000u
+#endif
 #define FILE_READ_DATA 0x0001u
 #define FILE_WRITE_DATA 0x0002u
 #define FILE_APPEND_DATA 0x0004u
