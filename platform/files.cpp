@@ -1,12 +1,14 @@
 // File handles: opening with Win32 dispositions and share modes, data,
 // position, size, times and region locks.
 //
-// Share modes and locks live in one process-wide record per file (device and
-// inode), so that every handle of the process sees every other. Between
-// processes the same facts are published as open-file-description locks: a
-// handle holds read locks on a few bytes at the top of the file's lock space
-// that say which access it has and which it denies, and its region locks are
-// OFD write locks. docs/files.md tells what that covers.
+// A handle's share mode is published as open-file-description locks on a
+// few bytes at the top of the file's lock space, which every handle of
+// every process that uses this layer sees, this process's own included; an
+// opener tests them before it publishes its own, both under the process's
+// lock. A descriptor that can't hold those locks leaves its share mode in
+// the process's record of the file instead. Region locks are kept in that
+// record too (exact regions, checked by reads and writes of the process) and
+// as OFD write locks for other processes. docs/files.md tells what holds.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -76,11 +78,11 @@ struct RegionLock {
   std::uint64_t length;
 };
 
-// Everything the process knows about one open file.
+// What the process itself keeps about one file: the region locks of its
+// handles, and the share modes of handles that couldn't publish theirs.
 struct SharedFile {
   std::vector<Opener> openers;
   std::vector<RegionLock> locks;
-  std::atomic<std::size_t> lockCount{0};
 };
 
 struct Identity {
@@ -94,8 +96,10 @@ struct IdentityHash {
 };
 
 struct Registry {
-  std::mutex mutex;
-  std::unordered_map<Identity, std::shared_ptr<SharedFile>, IdentityHash> files;
+  std::mutex mutex;  // also makes an open's test and publication one step within the process
+  std::unordered_map<Identity, std::weak_ptr<SharedFile>, IdentityHash> files;
+  std::size_t unpublished = 0;            // handles whose share mode only `files` knows
+  std::atomic<std::size_t> regionLocks{0};  // region locks held by the process's handles
 };
 
 Registry& registry() {
@@ -114,9 +118,10 @@ bool overlaps(std::uint64_t offset, std::uint64_t length, const RegionLock& lock
   return offset <= lock.offset + (lock.length - 1) && lock.offset <= offset + (length - 1);
 }
 
-// The OFD side. Six bytes at the top of the lock space: which kinds of
-// access a handle has, and which it denies, laid out so that the usual
-// combinations are one run of bytes.
+// Six bytes at the top of a file's lock space tell, as OFD read locks of
+// its handles, which kinds of access they have and which they deny; laid
+// out so that the usual combinations are one run of bytes. Every handle of
+// every process that uses this layer, this one included, is seen there.
 constexpr off_t ShareBase = std::numeric_limits<off_t>::max() - 8;
 constexpr int ShareSlots = 6;
 
@@ -133,7 +138,7 @@ bool othersLock(int fd, off_t start, off_t length) {
   return probe.l_type != F_UNLCK;
 }
 
-bool otherProcessExcludes(int fd, unsigned kinds, DWORD share) {
+bool publishedExcludes(int fd, unsigned kinds, DWORD share) {
   if (!othersLock(fd, ShareBase, ShareSlots)) return false;
   for (unsigned kind : {KindRead, KindWrite, KindDelete}) {
     if ((kinds & kind) && othersLock(fd, ShareBase + denySlot(kind), 1)) return true;
@@ -142,7 +147,18 @@ bool otherProcessExcludes(int fd, unsigned kinds, DWORD share) {
   return false;
 }
 
-void publishShareMode(int fd, unsigned kinds, DWORD share) {
+bool setLock(int fd, short type, off_t start, off_t length) {
+  struct flock request {};
+  request.l_type = type;
+  request.l_whence = SEEK_SET;
+  request.l_start = start;
+  request.l_len = length;
+  return ::fcntl(fd, F_OFD_SETLK, &request) == 0;
+}
+
+// False when the descriptor can't hold the locks (no read access, or a file
+// system without OFD locks); then nothing is left published.
+bool publishShareMode(int fd, unsigned kinds, DWORD share) {
   bool slot[ShareSlots] = {};
   for (unsigned kind : {KindRead, KindWrite, KindDelete}) {
     if (kinds & kind) slot[accessSlot(kind)] = true;
@@ -155,14 +171,13 @@ void publishShareMode(int fd, unsigned kinds, DWORD share) {
     }
     int end = i;
     while (end < ShareSlots && slot[end]) ++end;
-    struct flock hold {};
-    hold.l_type = F_RDLCK;
-    hold.l_whence = SEEK_SET;
-    hold.l_start = ShareBase + i;
-    hold.l_len = end - i;
-    ::fcntl(fd, F_OFD_SETLK, &hold);  // a descriptor without read access can't publish; see docs
+    if (!setLock(fd, F_RDLCK, ShareBase + i, end - i)) {
+      setLock(fd, F_UNLCK, ShareBase, ShareSlots);
+      return false;
+    }
     i = end;
   }
+  return true;
 }
 
 // The part of a region that the OFD locks can express.
@@ -183,46 +198,69 @@ class FileObject : public KernelObject {
   unsigned rights = 0;
   bool readableFd = false;
   bool writableFd = false;
-  bool regular = false;
   bool hidden = false;
-  Identity id{};
-  std::shared_ptr<SharedFile> shared;  // null for an open that takes no part in sharing
+  bool registered = false;  // its share mode is in the process's record, not published
   std::string deleteOnClose;
 
-  // Joins the file's record unless a handle there excludes this one, or
-  // another process does.
+  // Takes part in the file's sharing unless a handle of this or another
+  // process excludes this one: ERROR_SHARING_VIOLATION.
   bool join(unsigned kinds, DWORD share);
 
   // Whether another handle of the process holds a lock on the bytes.
-  bool lockedByOthers(std::uint64_t offset, std::uint64_t length) const;
+  bool lockedByOthers(std::uint64_t offset, std::uint64_t length);
+
+  // The process's record of the file, found by its identity when first
+  // needed; null with the last error set if the file can't be asked.
+  // Called with the registry's lock held.
+  SharedFile* record();
+
+ private:
+  Identity id{};
+  std::shared_ptr<SharedFile> shared;
 };
 
+SharedFile* FileObject::record() {
+  if (shared != nullptr) return shared.get();
+  struct stat st;
+  if (::fstat(fd, &st) != 0) {
+    failWithErrno();
+    return nullptr;
+  }
+  id = Identity{static_cast<std::uint64_t>(st.st_dev), static_cast<std::uint64_t>(st.st_ino)};
+  auto& known = registry().files[id];
+  shared = known.lock();
+  if (shared == nullptr) {
+    shared = std::make_shared<SharedFile>();
+    known = shared;
+  }
+  return shared.get();
+}
+
 bool FileObject::join(unsigned kinds, DWORD share) {
+  if (kinds == 0) return true;
   auto& r = registry();
   std::lock_guard guard(r.mutex);
-  auto& record = r.files[id];
-  if (record == nullptr) record = std::make_shared<SharedFile>();
-  for (const auto& other : record->openers) {
-    if (excludes(kinds, share, other)) {
-      if (record->openers.empty() && record->locks.empty()) r.files.erase(id);
-      return failWith(ERROR_SHARING_VIOLATION);
-    }
+  if (r.unpublished > 0) {
+    SharedFile* file = record();
+    if (file == nullptr) return false;
+    for (const auto& other : file->openers)
+      if (excludes(kinds, share, other)) return failWith(ERROR_SHARING_VIOLATION);
   }
-  if (regular && kinds != 0) {
-    if (otherProcessExcludes(fd, kinds, share)) {
-      if (record->openers.empty() && record->locks.empty()) r.files.erase(id);
-      return failWith(ERROR_SHARING_VIOLATION);
-    }
-    publishShareMode(fd, kinds, share);
-  }
-  record->openers.push_back(Opener{this, kinds, share});
-  shared = record;
+  if (publishedExcludes(fd, kinds, share)) return failWith(ERROR_SHARING_VIOLATION);
+  if (publishShareMode(fd, kinds, share)) return true;
+  SharedFile* file = record();
+  if (file == nullptr) return false;
+  file->openers.push_back(Opener{this, kinds, share});
+  registered = true;
+  ++r.unpublished;
   return true;
 }
 
-bool FileObject::lockedByOthers(std::uint64_t offset, std::uint64_t length) const {
+bool FileObject::lockedByOthers(std::uint64_t offset, std::uint64_t length) {
   std::lock_guard guard(registry().mutex);
-  for (const auto& lock : shared->locks)
+  SharedFile* file = record();
+  if (file == nullptr) return false;
+  for (const auto& lock : file->locks)
     if (lock.owner != this && overlaps(offset, length, lock)) return true;
   return false;
 }
@@ -232,20 +270,23 @@ FileObject::~FileObject() {
   std::lock_guard guard(r.mutex);
   if (shared != nullptr) {
     auto& openers = shared->openers;
-    openers.erase(std::remove_if(openers.begin(), openers.end(), [this](const Opener& o) { return o.owner == this; }),
-                  openers.end());
+    if (registered) {
+      openers.erase(std::remove_if(openers.begin(), openers.end(), [this](const Opener& o) { return o.owner == this; }),
+                    openers.end());
+      --r.unpublished;
+    }
     auto& locks = shared->locks;
+    const std::size_t before = locks.size();
     locks.erase(std::remove_if(locks.begin(), locks.end(), [this](const RegionLock& l) { return l.owner == this; }),
                 locks.end());
-    shared->lockCount.store(locks.size());
-    if (openers.empty() && locks.empty()) {
-      auto it = r.files.find(id);
-      if (it != r.files.end() && it->second == shared) r.files.erase(it);
-    }
+    r.regionLocks -= before - locks.size();
+    if (shared.use_count() == 1) r.files.erase(id);
   }
   if (!deleteOnClose.empty()) {
     struct stat st;
-    if (::lstat(deleteOnClose.c_str(), &st) == 0 && st.st_ino == id.inode && st.st_dev == id.device)
+    struct stat own;
+    if (::lstat(deleteOnClose.c_str(), &st) == 0 && ::fstat(fd, &own) == 0 && st.st_ino == own.st_ino &&
+        st.st_dev == own.st_dev)
       ::unlink(deleteOnClose.c_str());
   }
   if (fd >= 0) ::close(fd);
@@ -261,17 +302,21 @@ int openExisting(const std::string& path, int common, bool needWrite, bool needR
   int fd = ::open(path.c_str(), O_RDWR | common);
   if (fd >= 0 || (errno != EACCES && errno != EROFS && errno != ETXTBSY && errno != EPERM)) return fd;
   const int denied = errno;
+  // A narrower descriptor of a FIFO would wait for the other end: it is
+  // opened without waiting and then made blocking.
   if (!needWrite) {
     mode = O_RDONLY;
-    return ::open(path.c_str(), O_RDONLY | common);
-  }
-  if (!needRead) {
+    fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | common);
+  } else if (!needRead) {
     mode = O_WRONLY;
-    fd = ::open(path.c_str(), O_WRONLY | common);
-    if (fd >= 0) return fd;
+    fd = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | common);
+  } else {
+    errno = denied;
+    return -1;
   }
-  errno = denied;
-  return -1;
+  if (fd >= 0) ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+  else if (needWrite) errno = denied;
+  return fd;
 }
 
 int createNew(const std::string& path, int common) {
@@ -303,15 +348,16 @@ int descriptorOf(HANDLE handle) {
 }
 
 bool deleteIsDenied(const std::string& path, const FileStatus& status) {
-  {
-    auto& r = registry();
-    std::lock_guard guard(r.mutex);
+  auto& r = registry();
+  std::lock_guard guard(r.mutex);
+  if (r.unpublished > 0) {
     auto it = r.files.find(Identity{status.device, status.inode});
     if (it != r.files.end())
-      for (const auto& other : it->second->openers)
-        if (other.kinds != 0 && !(other.share & FILE_SHARE_DELETE)) return true;
+      if (auto file = it->second.lock())
+        for (const auto& other : file->openers)
+          if (other.kinds != 0 && !(other.share & FILE_SHARE_DELETE)) return true;
   }
-  if (!S_ISREG(status.mode) || status.isLink) return false;
+  if (status.isLink) return false;
   const int probe = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
   if (probe < 0) return false;
   const bool denied = othersLock(probe, ShareBase + denySlot(KindDelete), 1);
@@ -340,7 +386,7 @@ HANDLE WINAPI CreateFileW(LPCWSTR fileName, DWORD desiredAccess, DWORD shareMode
   if (!qn::toSystemPath(fileName, path)) return INVALID_HANDLE_VALUE;
 
   const bool inherit = securityAttributes != nullptr && securityAttributes->bInheritHandle;
-  int common = O_NOCTTY | O_NONBLOCK | (inherit ? 0 : O_CLOEXEC);
+  int common = O_NOCTTY | (inherit ? 0 : O_CLOEXEC);
   if (flagsAndAttributes & FILE_FLAG_WRITE_THROUGH) common |= O_DSYNC;
   const bool wantsTruncation = creationDisposition == CREATE_ALWAYS || creationDisposition == TRUNCATE_EXISTING;
   const bool needWrite = (rights & (qn::RightWrite | qn::RightAppend)) || wantsTruncation;
@@ -351,6 +397,7 @@ HANDLE WINAPI CreateFileW(LPCWSTR fileName, DWORD desiredAccess, DWORD shareMode
   int fd = -1;
   int mode = O_RDWR;
   bool existed = false;
+  bool directory = false;
   for (int attempt = 0; attempt < 16 && fd < 0; ++attempt) {
     if (creationDisposition != CREATE_NEW) {
       fd = qn::openExisting(path, common, needWrite, needRead, mode);
@@ -370,7 +417,7 @@ HANDLE WINAPI CreateFileW(LPCWSTR fileName, DWORD desiredAccess, DWORD shareMode
           qn::failWithPathErrno(path, errno);
           return INVALID_HANDLE_VALUE;
         }
-        existed = true;
+        existed = directory = true;
         break;
       }
       if (errno != ENOENT || creationDisposition == OPEN_EXISTING || creationDisposition == TRUNCATE_EXISTING) {
@@ -395,15 +442,11 @@ HANDLE WINAPI CreateFileW(LPCWSTR fileName, DWORD desiredAccess, DWORD shareMode
     return INVALID_HANDLE_VALUE;
   }
 
-  struct stat st;
-  if (::fstat(fd, &st) != 0) {
-    qn::failWithErrno();
-    return qn::failOpen(fd);
-  }
+  // Read-only and hidden files refuse what Win32 refuses them.
   const auto name = qn::lastComponent(path);
-  if (existed && !S_ISDIR(st.st_mode)) {
-    // Read-only and hidden files refuse what Win32 refuses them.
-    if (needWrite && !(st.st_mode & S_IWUSR)) {
+  if (existed && !directory) {
+    struct stat st;
+    if (needWrite && ::fstat(fd, &st) == 0 && !(st.st_mode & S_IWUSR)) {
       qn::failWith(ERROR_ACCESS_DENIED);
       return qn::failOpen(fd);
     }
@@ -413,29 +456,24 @@ HANDLE WINAPI CreateFileW(LPCWSTR fileName, DWORD desiredAccess, DWORD shareMode
       return qn::failOpen(fd);
     }
   }
-  if (!S_ISREG(st.st_mode) && !S_ISDIR(st.st_mode)) ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
 
   auto file = std::make_shared<FileObject>();
   file->fd = fd;
   file->rights = rights;
   file->readableFd = mode == O_RDONLY || mode == O_RDWR;
   file->writableFd = mode == O_WRONLY || mode == O_RDWR;
-  file->regular = S_ISREG(st.st_mode);
   file->hidden = qn::isHiddenName(name);
-  file->id = qn::Identity{static_cast<std::uint64_t>(st.st_dev), static_cast<std::uint64_t>(st.st_ino)};
   if (!file->join(qn::kindsOf(rights), shareMode)) return INVALID_HANDLE_VALUE;  // the object closes fd
 
   if (existed && wantsTruncation && ::ftruncate(fd, 0) != 0) {
     qn::failWithErrno();
     return INVALID_HANDLE_VALUE;
   }
-  if (!existed || wantsTruncation) {
-    if (flagsAndAttributes & FILE_ATTRIBUTE_READONLY) ::fchmod(fd, st.st_mode & 07555);
-  }
-  if (file->regular) {
-    if (flagsAndAttributes & FILE_FLAG_RANDOM_ACCESS) ::posix_fadvise(fd, 0, 0, POSIX_FADV_RANDOM);
-    if (flagsAndAttributes & FILE_FLAG_SEQUENTIAL_SCAN) ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
-  }
+  struct stat st;
+  if ((!existed || wantsTruncation) && (flagsAndAttributes & FILE_ATTRIBUTE_READONLY) && ::fstat(fd, &st) == 0)
+    ::fchmod(fd, st.st_mode & 07555);
+  if (flagsAndAttributes & FILE_FLAG_RANDOM_ACCESS) ::posix_fadvise(fd, 0, 0, POSIX_FADV_RANDOM);
+  if (flagsAndAttributes & FILE_FLAG_SEQUENTIAL_SCAN) ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
   if ((rights & qn::RightAppend) && !(rights & qn::RightWrite)) ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_APPEND);
   if (flagsAndAttributes & FILE_FLAG_DELETE_ON_CLOSE) file->deleteOnClose = path;
   (void)templateFile;  // attributes come from the flags alone
@@ -457,7 +495,7 @@ BOOL WINAPI ReadFile(HANDLE handle, LPVOID buffer, DWORD bytesToRead, LPDWORD by
   if (buffer == nullptr && bytesToRead != 0) return qn::failWith(ERROR_NOACCESS);
 
   std::uint64_t position = 0;
-  const bool locked = file->shared != nullptr && file->shared->lockCount.load(std::memory_order_acquire) != 0;
+  const bool locked = qn::registry().regionLocks.load(std::memory_order_acquire) != 0;
   if (overlapped != nullptr || locked) {
     if (!qn::startOf(*file, overlapped, false, position)) return qn::failWithErrno();
     if (locked && file->lockedByOthers(position, bytesToRead)) return qn::failWith(ERROR_LOCK_VIOLATION);
@@ -494,7 +532,7 @@ BOOL WINAPI WriteFile(HANDLE handle, LPCVOID buffer, DWORD bytesToWrite, LPDWORD
   const bool appendOnly = !(file->rights & qn::RightWrite);
   if (appendOnly) overlapped = nullptr;  // appends go to the end whatever the record says
   std::uint64_t position = 0;
-  const bool locked = file->shared != nullptr && file->shared->lockCount.load(std::memory_order_acquire) != 0;
+  const bool locked = qn::registry().regionLocks.load(std::memory_order_acquire) != 0;
   if (overlapped != nullptr || locked) {
     if (!qn::startOf(*file, overlapped, appendOnly, position)) return qn::failWithErrno();
     if (locked && file->lockedByOthers(position, bytesToWrite)) return qn::failWith(ERROR_LOCK_VIOLATION);
@@ -685,29 +723,25 @@ BOOL WINAPI SetFileTime(HANDLE handle, const FILETIME* creationTime, const FILET
 BOOL WINAPI LockFile(HANDLE handle, DWORD offsetLow, DWORD offsetHigh, DWORD bytesToLockLow, DWORD bytesToLockHigh) {
   auto file = qn::fileOf(handle);
   if (file == nullptr) return FALSE;
-  if (!(file->rights & (qn::RightRead | qn::RightWrite | qn::RightAppend)) || file->shared == nullptr)
-    return qn::failWith(ERROR_ACCESS_DENIED);
+  if (!(file->rights & (qn::RightRead | qn::RightWrite | qn::RightAppend))) return qn::failWith(ERROR_ACCESS_DENIED);
   const std::uint64_t offset = (static_cast<std::uint64_t>(offsetHigh) << 32) | offsetLow;
   const std::uint64_t length = (static_cast<std::uint64_t>(bytesToLockHigh) << 32) | bytesToLockLow;
   if (length != 0 && offset + (length - 1) < offset) return qn::failWith(ERROR_INVALID_PARAMETER);
 
-  std::lock_guard guard(qn::registry().mutex);
-  for (const auto& lock : file->shared->locks)
+  auto& r = qn::registry();
+  std::lock_guard guard(r.mutex);
+  qn::SharedFile* shared = file->record();
+  if (shared == nullptr) return FALSE;
+  for (const auto& lock : shared->locks)
     if (qn::overlaps(offset, length, lock)) return qn::failWith(ERROR_LOCK_VIOLATION);
   off_t start, len;
-  if (file->regular && qn::systemRegion(offset, length, start, len)) {
-    struct flock request {};
-    request.l_type = file->writableFd ? F_WRLCK : F_RDLCK;
-    request.l_whence = SEEK_SET;
-    request.l_start = start;
-    request.l_len = len;
-    if (::fcntl(file->fd, F_OFD_SETLK, &request) != 0) {
-      if (errno == EAGAIN || errno == EACCES) return qn::failWith(ERROR_LOCK_VIOLATION);
-      if (errno != EINVAL && errno != ENOLCK && errno != EOPNOTSUPP) return qn::failWithErrno();
-    }
+  if (qn::systemRegion(offset, length, start, len) &&
+      !qn::setLock(file->fd, file->writableFd ? F_WRLCK : F_RDLCK, start, len)) {
+    if (errno == EAGAIN || errno == EACCES) return qn::failWith(ERROR_LOCK_VIOLATION);
+    if (errno != EINVAL && errno != ENOLCK && errno != EOPNOTSUPP && errno != EBADF) return qn::failWithErrno();
   }
-  file->shared->locks.push_back(qn::RegionLock{file.get(), offset, length});
-  file->shared->lockCount.store(file->shared->locks.size(), std::memory_order_release);
+  shared->locks.push_back(qn::RegionLock{file.get(), offset, length});
+  ++r.regionLocks;
   return TRUE;
 }
 
@@ -715,27 +749,22 @@ BOOL WINAPI UnlockFile(HANDLE handle, DWORD offsetLow, DWORD offsetHigh, DWORD b
                        DWORD bytesToUnlockHigh) {
   auto file = qn::fileOf(handle);
   if (file == nullptr) return FALSE;
-  if (file->shared == nullptr) return qn::failWith(ERROR_NOT_LOCKED);
   const std::uint64_t offset = (static_cast<std::uint64_t>(offsetHigh) << 32) | offsetLow;
   const std::uint64_t length = (static_cast<std::uint64_t>(bytesToUnlockHigh) << 32) | bytesToUnlockLow;
 
-  std::lock_guard guard(qn::registry().mutex);
-  auto& locks = file->shared->locks;
+  auto& r = qn::registry();
+  std::lock_guard guard(r.mutex);
+  qn::SharedFile* shared = file->record();
+  if (shared == nullptr) return FALSE;
+  auto& locks = shared->locks;
   // Only a region exactly as it was locked, by this handle, unlocks.
   auto it = std::find_if(locks.begin(), locks.end(), [&](const qn::RegionLock& l) {
     return l.owner == file.get() && l.offset == offset && l.length == length;
   });
   if (it == locks.end()) return qn::failWith(ERROR_NOT_LOCKED);
   locks.erase(it);
-  file->shared->lockCount.store(locks.size(), std::memory_order_release);
+  --r.regionLocks;
   off_t start, len;
-  if (file->regular && qn::systemRegion(offset, length, start, len)) {
-    struct flock request {};
-    request.l_type = F_UNLCK;
-    request.l_whence = SEEK_SET;
-    request.l_start = start;
-    request.l_len = len;
-    ::fcntl(file->fd, F_OFD_SETLK, &request);
-  }
+  if (qn::systemRegion(offset, length, start, len)) qn::setLock(file->fd, F_UNLCK, start, len);
   return TRUE;
 }

@@ -554,3 +554,39 @@ TEST(CreateFile, InheritFlagDecidesWhetherTheDescriptorSurvivesExec) {
   CloseHandle(a);
   CloseHandle(b);
 }
+
+// A file the caller may write but not read gets a write-only descriptor,
+// which can't hold the OFD read locks that publish a share mode; the
+// process's own record keeps it then. Run as an ordinary user (a child
+// that drops root's rights, when the tests run as root).
+TEST(ShareMode, HandlesThatCannotPublishAreKeptByTheProcess) {
+  ScratchDirectory dir;
+  dir.write("w.bin", "data");
+  std::filesystem::permissions(dir.path(), std::filesystem::perms::all);
+  const std::wstring name = dir.wide("w.bin");
+  auto body = [&] {
+    HANDLE a = open(name, Write, 0, OPEN_EXISTING);
+    if (a == INVALID_HANDLE_VALUE) return 10;
+    if (open(name, Write, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING) != INVALID_HANDLE_VALUE) return 11;
+    if (GetLastError() != ERROR_SHARING_VIOLATION) return 12;
+    if (DeleteFileW(name.c_str()) || GetLastError() != ERROR_SHARING_VIOLATION) return 13;
+    CloseHandle(a);
+    HANDLE b = open(name, Write, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING);
+    if (b == INVALID_HANDLE_VALUE) return 14;
+    CloseHandle(b);
+    return 0;
+  };
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    if (::getuid() == 0) {
+      if (::chown(dir.path("w.bin").c_str(), 65534, 65534) != 0 || ::setgid(65534) != 0 || ::setuid(65534) != 0)
+        ::_exit(20);
+    }
+    if (::chmod(dir.path("w.bin").c_str(), 0200) != 0) ::_exit(21);
+    ::_exit(body());
+  }
+  int status = 0;
+  ::waitpid(pid, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
