@@ -1,6 +1,7 @@
 // What the file, attribute, directory and search calls of the layer share:
-// one way to read a file's status, its Win32 attributes and times, and the
-// process-wide record of open files that share modes are checked against.
+// one way to read a file's status, its Win32 attributes and times, whether
+// the share modes of open handles let a file be deleted, and the descriptor
+// behind a handle.
 #pragma once
 
 #include <sys/types.h>
