@@ -15,22 +15,29 @@ namespace {
 
 constexpr DWORD FileSize = 64 << 20;
 
+void removeBenchFile();
+
+// A 64 MiB file for the run, removed when the program ends. The name lives
+// on the heap so that it is still there for the removal at exit.
 const std::string& benchFile() {
-  static const std::string path = [] {
+  static const std::string* path = [] {
     const char* base = std::getenv("QNLITH_TEST_TMP");
     std::filesystem::path directory = base != nullptr && *base ? base : "/tmp";
     std::filesystem::create_directories(directory);
-    const std::string file = (directory / ("qnlith-bench-" + std::to_string(::getpid()))).string();
-    const int fd = ::open(file.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0644);
+    auto* file = new std::string((directory / ("qnlith-bench-" + std::to_string(::getpid()))).string());
+    const int fd = ::open(file->c_str(), O_RDWR | O_CREAT | O_TRUNC, 0644);
     std::vector<char> block(1 << 20, 'x');
     for (DWORD done = 0; done < FileSize; done += block.size())
       if (::write(fd, block.data(), block.size()) < 0) break;
     ::close(fd);
-    std::atexit([] { std::filesystem::remove(benchFile()); });
     return file;
   }();
-  return path;
+  static const bool removal = std::atexit(removeBenchFile) == 0;
+  (void)removal;
+  return *path;
 }
+
+void removeBenchFile() { std::filesystem::remove(benchFile()); }
 
 cString benchName() { return cString(benchFile().c_str()); }
 
