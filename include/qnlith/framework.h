@@ -8,3 +8,4 @@
 #include <qnlith/framework/string.h>
 #include <qnlith/framework/extension.h>
 #include <qnlith/framework/modules.h>
+#include <qnlith/framework/time.h>

@@ -5,10 +5,16 @@
 #include <qnlith/framework.h>
 #include <qnlith/core/api.h>
 #include <qnlith/core/cString.h>
+#include <qnlith/core/cBuffer.h>
 #include <qnlith/failure/cException.h>
 #include <qnlith/failure/cMfcException.h>
 #include <qnlith/failure/errorText.h>
 #include <qnlith/failure/messageText.h>
+#include <qnlith/files/cTime.h>
+#include <qnlith/files/cFileInformation.h>
+#include <qnlith/files/cFile.h>
+#include <qnlith/files/cFileSystem.h>
+#include <qnlith/files/cTextFile.h>
 #include <qnlith/core/frame.h>
 #include <qnlith/system/cPlatform.h>
 #include <qnlith/system/cCommandLine.h>

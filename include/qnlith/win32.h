@@ -21,3 +21,6 @@
 #include <qnlith/win32/sync.h>
 #include <qnlith/win32/messages.h>
 #include <qnlith/win32/version.h>
+#include <qnlith/win32/time.h>
+#include <qnlith/win32/files.h>
+#include <qnlith/win32/crtpath.h>

@@ -1,0 +1,183 @@
+// cFile's sequential reads and writes and its open and close, each beside
+// the raw system calls on the same file; cFileSystem's path composing and
+// splitting beside a plain std::wstring version of the same rules.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <qnlith/qnlith.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr DWORD FileSize = 64 << 20;
+
+void removeBenchFile();
+
+// A 64 MiB file for the run, removed when the program ends. The name lives
+// on the heap so that it is still there for the removal at exit.
+const std::string& benchFile() {
+  static const std::string* path = [] {
+    const char* base = std::getenv("QNLITH_TEST_TMP");
+    std::filesystem::path directory = base != nullptr && *base ? base : "/tmp";
+    std::filesystem::create_directories(directory);
+    auto* file = new std::string((directory / ("qnlith-bench-" + std::to_string(::getpid()))).string());
+    const int fd = ::open(file->c_str(), O_RDWR | O_CREAT | O_TRUNC, 0644);
+    std::vector<char> block(1 << 20, 'x');
+    for (DWORD done = 0; done < FileSize; done += block.size())
+      if (::write(fd, block.data(), block.size()) < 0) break;
+    ::close(fd);
+    return file;
+  }();
+  static const bool removal = std::atexit(removeBenchFile) == 0;
+  (void)removal;
+  return *path;
+}
+
+void removeBenchFile() { std::filesystem::remove(benchFile()); }
+
+cString benchName() { return cString(benchFile().c_str()); }
+
+void cFileRead(benchmark::State& state) {
+  const DWORD block = static_cast<DWORD>(state.range(0));
+  std::vector<char> buffer(block);
+  cFile file;
+  if (!file.open(benchName(), 0x40)) state.SkipWithError("open failed");
+  for (auto _ : state) {
+    DWORD count = block;
+    file.read(buffer.data(), count);
+    if (count < block) file.seek(0, cFile::seekFromStart);
+    benchmark::DoNotOptimize(buffer.data());
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * block);
+}
+
+void rawRead(benchmark::State& state) {
+  const auto block = static_cast<std::size_t>(state.range(0));
+  std::vector<char> buffer(block);
+  const int fd = ::open(benchFile().c_str(), O_RDONLY | O_CLOEXEC);
+  for (auto _ : state) {
+    const ssize_t n = ::read(fd, buffer.data(), block);
+    if (n < static_cast<ssize_t>(block)) ::lseek(fd, 0, SEEK_SET);
+    benchmark::DoNotOptimize(buffer.data());
+  }
+  ::close(fd);
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * block);
+}
+
+void cFileWrite(benchmark::State& state) {
+  const DWORD block = static_cast<DWORD>(state.range(0));
+  std::vector<char> buffer(block, 'w');
+  cFile file;
+  if (!file.open(benchName(), 0x41)) state.SkipWithError("open failed");
+  DWORD written = 0;
+  for (auto _ : state) {
+    DWORD count = block;
+    file.write(buffer.data(), count);
+    written += count;
+    if (written >= FileSize) {
+      file.seek(0, cFile::seekFromStart);
+      written = 0;
+    }
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * block);
+}
+
+void rawWrite(benchmark::State& state) {
+  const auto block = static_cast<std::size_t>(state.range(0));
+  std::vector<char> buffer(block, 'w');
+  const int fd = ::open(benchFile().c_str(), O_WRONLY | O_CLOEXEC);
+  std::size_t written = 0;
+  for (auto _ : state) {
+    written += static_cast<std::size_t>(::write(fd, buffer.data(), block));
+    if (written >= FileSize) {
+      ::lseek(fd, 0, SEEK_SET);
+      written = 0;
+    }
+  }
+  ::close(fd);
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * block);
+}
+
+void cFileOpenClose(benchmark::State& state) {
+  const cString name = benchName();
+  for (auto _ : state) {
+    cFile file;
+    file.open(name, 0x40);
+    file.close();
+  }
+}
+
+void rawOpenClose(benchmark::State& state) {
+  const std::string& name = benchFile();
+  for (auto _ : state) {
+    const int fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    ::close(fd);
+  }
+}
+
+// The composition and split rules on std::wstring.
+std::wstring plainMakePath(const std::wstring& dir, const std::wstring& name) {
+  std::wstring out = dir;
+  if (!out.empty() && out.back() != L'\\' && out.back() != L'/') out += L'\\';
+  out += name;
+  return out;
+}
+
+void plainSplitPath(const std::wstring& path, std::wstring& dir, std::wstring& name) {
+  std::size_t start = path.size() >= 2 && path[1] == L':' ? 2 : 0;
+  const std::size_t separator = path.find_last_of(L"\\/");
+  const std::size_t nameStart = separator == std::wstring::npos || separator < start ? start : separator + 1;
+  dir.assign(path, 0, nameStart);
+  name.assign(path, nameStart, std::wstring::npos);
+}
+
+const wchar_t* const Directory = L"C:\\Program Files\\Qnlith\\data";
+const wchar_t* const Name = L"settings.ini";
+const wchar_t* const Path = L"C:\\Program Files\\Qnlith\\data\\settings.ini";
+
+void cFileSystemMakePath(benchmark::State& state) {
+  const cString dir(Directory), name(Name);
+  for (auto _ : state) benchmark::DoNotOptimize(cFileSystem::makePath(dir, name));
+}
+
+void wstringMakePath(benchmark::State& state) {
+  const std::wstring dir(Directory), name(Name);
+  for (auto _ : state) benchmark::DoNotOptimize(plainMakePath(dir, name));
+}
+
+void cFileSystemSplitPath(benchmark::State& state) {
+  const cString path(Path);
+  cString dir, name;
+  for (auto _ : state) {
+    cFileSystem::splitPath(path, dir, name);
+    benchmark::DoNotOptimize(name.c_str());
+  }
+}
+
+void wstringSplitPath(benchmark::State& state) {
+  const std::wstring path(Path);
+  std::wstring dir, name;
+  for (auto _ : state) {
+    plainSplitPath(path, dir, name);
+    benchmark::DoNotOptimize(name.data());
+  }
+}
+
+}  // namespace
+
+BENCHMARK(cFileRead)->Arg(1 << 20)->Arg(4 << 10);
+BENCHMARK(rawRead)->Arg(1 << 20)->Arg(4 << 10);
+BENCHMARK(cFileWrite)->Arg(1 << 20)->Arg(4 << 10);
+BENCHMARK(rawWrite)->Arg(1 << 20)->Arg(4 << 10);
+BENCHMARK(cFileOpenClose);
+BENCHMARK(rawOpenClose);
+BENCHMARK(cFileSystemMakePath);
+BENCHMARK(wstringMakePath);
+BENCHMARK(cFileSystemSplitPath);
+BENCHMARK(wstringSplitPath);
+
+BENCHMARK_MAIN();

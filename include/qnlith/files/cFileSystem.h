@@ -1,0 +1,77 @@
+// cFileSystem: static operations on the file system (existence, directories,
+// deleting, copying, directory searches, volume size) and the algebra of
+// path strings: composing, splitting, qualifying and shortening them, with
+// the drive letter, backslash and forward slash of Win32 paths.
+#pragma once
+
+#include <qnlith/core/api.h>
+#include <qnlith/core/cString.h>
+#include <qnlith/files/cFileInformation.h>
+
+class QNLITH_API cFileSystem {
+ public:
+  cFileSystem(const cFileSystem&) {}
+  cFileSystem& operator=(const cFileSystem&) { return *this; }
+
+  // One system call each; false on failure, lastError tells why.
+  static bool remove(const cString& name);
+  static bool makeDirectory(const cString& name);  // one level only
+  static bool removeDirectory(const cString& name);
+  static bool copyFile(const cString& from, const cString& to);  // overwrites
+  static bool setCurrentDirectory(const cString& name);
+  static bool fileExists(const cString& name);  // directories too
+  static bool isDirectory(const cString& name);
+  static bool directoryExists(const cString& name);
+  static int lastError();
+
+  // A search over `info`: findFirstFile, then findNextFile until false (which
+  // ends the search), or findFileComplete to stop early.
+  static bool findFirstFile(const cString& pattern, cFileInformation& info);
+  static bool findNextFile(cFileInformation& info);
+  static void findFileComplete(cFileInformation& info);
+
+  static cString currentDirectory();
+  // The path itself where the system has no short form.
+  static cString makeShortFileName(const cString& path);
+
+  // Drive and a colon, directory and a separator if it has none at its end,
+  // name, a full stop unless the extension has one, extension. A null
+  // pointer is an empty part. At most 259 characters.
+  static cString makePath(const cString& dir, const cString& name);
+  static cString makePath(const wchar_t* dir, const wchar_t* name);
+  static cString makePath(const wchar_t* dir, const wchar_t* name, const wchar_t* extension);
+  static cString makePath(const cString& drive, const cString& dir, const cString& name, const cString& extension);
+  static cString appendDirectory(const cString& base, const cString& dir);
+  static void appendDirectory(cString& base, const cString& dir);
+
+  // Drive (two characters with a colon second), directory up to the last
+  // separator, name, extension from the last full stop. Always true.
+  static bool splitPath(const cString& path, cString& dir, cString& name);
+  static bool splitPath(const cString& path, cString& drive, cString& dir, cString& name, cString& extension);
+  static bool splitName(const cString& path, cString& name, cString& extension);
+  static cString splitExtension(const cString& path);
+
+  // The directory part resolved by changing into it for a moment (the
+  // process's current directory: keep other threads away from it meanwhile).
+  static cString absolutePath(const cString& path);
+  static bool qualifyPath(cString& path);
+  // An existing name stays; else the first hit in the current directory and
+  // PATH, or empty.
+  static bool searchPath(cString& name);
+  // The last component; the three below throw the index failure of cString
+  // on an empty string.
+  static cString peelDirectory(cString path);
+  static void stripTrailingSlash(cString& path);
+  static void addTrailingSlash(cString& path);
+  // head "..." tail when the text has `limit` characters or more.
+  static bool shortenName(cString& name, int limit);
+  static bool hasWildCards(const cString& name);
+
+  // Sizes in the volume's own sector size; freeBytes are all free bytes.
+  static bool volumeStatus(const cString& root, ULONGLONG& totalSectors, ULONGLONG& freeSectors,
+                           ULONGLONG& freeBytes);
+
+ protected:
+  cFileSystem() {}
+  virtual ~cFileSystem() {}
+};

@@ -1,0 +1,59 @@
+// The framework's time value: a signed 64-bit count of seconds since
+// 1970-01-01 00:00:00 UTC, read and made through the process's local time.
+#pragma once
+
+#include <qnlith/framework/api.h>
+#include <qnlith/win32/time.h>
+
+class QN_FRAMEWORK_API CTime {
+ public:
+  static CTime GetCurrentTime() noexcept;
+
+  // 0: no time known.
+  CTime() noexcept : m_time(0) {}
+  CTime(__time64_t time) noexcept : m_time(time) {}
+
+  // From local calendar fields; nDST -1 lets the zone decide whether
+  // daylight saving applies. A field out of range (year from 1900, month
+  // 1-12, day 1-31, hour 0-23, minute and second 0-59) throws
+  // COleException E_FAIL; a time that _mktime64 can't give, E_INVALIDARG.
+  CTime(int nYear, int nMonth, int nDay, int nHour, int nMin, int nSec, int nDST = -1);
+  // A year before 1900 gives 0; otherwise as the fields above.
+  CTime(const SYSTEMTIME& st, int nDST = -1);
+  // A file time (UTC) through the local file time to the fields above; a
+  // file time without a local form throws COleException E_INVALIDARG.
+  CTime(const FILETIME& ft, int nDST = -1);
+
+  CTime& operator=(__time64_t time) noexcept {
+    m_time = time;
+    return *this;
+  }
+
+  __time64_t GetTime() const noexcept { return m_time; }
+
+  // The calendar fields, or null when the time has none (or ptm is null).
+  struct tm* GetLocalTm(struct tm* ptm) const noexcept;
+  struct tm* GetGmtTm(struct tm* ptm) const noexcept;
+
+  // Local calendar fields with milliseconds 0; false when there are none.
+  bool GetAsSystemTime(SYSTEMTIME& st) const noexcept;
+
+  // Local fields; 0 when the time has no local form.
+  int GetYear() const noexcept;
+  int GetMonth() const noexcept;
+  int GetDay() const noexcept;
+  int GetHour() const noexcept;
+  int GetMinute() const noexcept;
+  int GetSecond() const noexcept;
+  int GetDayOfWeek() const noexcept;  // 1 = Sunday
+
+  bool operator==(CTime other) const noexcept { return m_time == other.m_time; }
+  bool operator!=(CTime other) const noexcept { return m_time != other.m_time; }
+  bool operator<(CTime other) const noexcept { return m_time < other.m_time; }
+  bool operator>(CTime other) const noexcept { return m_time > other.m_time; }
+  bool operator<=(CTime other) const noexcept { return m_time <= other.m_time; }
+  bool operator>=(CTime other) const noexcept { return m_time >= other.m_time; }
+
+ private:
+  __time64_t m_time;
+};

@@ -1,0 +1,60 @@
+// File times, calendar times and the C run time's 64-bit time functions.
+// Local time is the process's time zone: the TZ variable, else the system's.
+#pragma once
+
+#include <ctime>
+#include <qnlith/win32/types.h>
+
+// 100-nanosecond ticks since 1601-01-01 00:00 UTC, low half first.
+typedef struct _FILETIME {
+  DWORD dwLowDateTime;
+  DWORD dwHighDateTime;
+} FILETIME, *PFILETIME, *LPFILETIME;
+
+typedef struct _SYSTEMTIME {
+  WORD wYear;
+  WORD wMonth;
+  WORD wDayOfWeek;
+  WORD wDay;
+  WORD wHour;
+  WORD wMinute;
+  WORD wSecond;
+  WORD wMilliseconds;
+} SYSTEMTIME, *PSYSTEMTIME, *LPSYSTEMTIME;
+
+typedef std::int64_t __time64_t;
+typedef int errno_t;
+
+// The last second the 64-bit time functions accept: 3000-12-31 23:59:59 UTC.
+#define _MAX__TIME64_T 32535215999LL
+
+extern "C" {
+// Local file time = file time + the zone's current offset from UTC (daylight
+// saving as it is now, not as it was at that time), and back.
+WINBASEAPI BOOL WINAPI FileTimeToLocalFileTime(const FILETIME* fileTime, LPFILETIME localFileTime);
+WINBASEAPI BOOL WINAPI LocalFileTimeToFileTime(const FILETIME* localFileTime, LPFILETIME fileTime);
+
+// Calendar fields of a file time; fails with ERROR_INVALID_PARAMETER for a
+// value with the top bit set.
+WINBASEAPI BOOL WINAPI FileTimeToSystemTime(const FILETIME* fileTime, LPSYSTEMTIME systemTime);
+// The reverse; wDayOfWeek is ignored, any other field out of range fails
+// with ERROR_INVALID_PARAMETER.
+WINBASEAPI BOOL WINAPI SystemTimeToFileTime(const SYSTEMTIME* systemTime, LPFILETIME fileTime);
+
+WINBASEAPI void WINAPI GetSystemTimeAsFileTime(LPFILETIME fileTime);
+WINBASEAPI void WINAPI GetSystemTime(LPSYSTEMTIME systemTime);
+WINBASEAPI void WINAPI GetLocalTime(LPSYSTEMTIME systemTime);
+// -1, 0 or 1 as the first time is earlier than, equal to or later than the second.
+WINBASEAPI LONG WINAPI CompareFileTime(const FILETIME* first, const FILETIME* second);
+
+// Seconds since 1970-01-01 00:00 UTC, also stored through `destination` if given.
+QN_PLATFORM_API __time64_t _time64(__time64_t* destination);
+// Local calendar fields to seconds; tm_isdst -1 lets the zone decide. The
+// record is normalised. -1 for a null record or a time outside 1970..3000.
+QN_PLATFORM_API __time64_t _mktime64(struct tm* time);
+// Seconds to local (or UTC) calendar fields. EINVAL for a null destination
+// (left alone), a null source or a time outside 0.._MAX__TIME64_T (every
+// field of the destination becomes -1).
+QN_PLATFORM_API errno_t _localtime64_s(struct tm* destination, const __time64_t* source);
+QN_PLATFORM_API errno_t _gmtime64_s(struct tm* destination, const __time64_t* source);
+}
