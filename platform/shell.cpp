@@ -19,6 +19,7 @@
 #include "internal/cmdline.h"
 #include "internal/errors.h"
 #include "internal/handles.h"
+#include "internal/paths.h"
 #include "internal/unicode.h"
 
 namespace {
@@ -43,13 +44,6 @@ bool isUrl(const std::wstring& file) {
                              file[i] == L'-'))
     ++i;
   return i >= 2 && i < file.size() && file[i] == L':' && std::iswalpha(static_cast<wint_t>(file[0]));
-}
-
-std::string systemPath(const std::wstring& path) {
-  std::wstring slashed(path);
-  for (auto& c : slashed)
-    if (c == L'\\') c = L'/';
-  return qn::wideToUtf8(slashed);
 }
 
 std::string join(const std::string& directory, const std::string& name) {
@@ -182,7 +176,10 @@ BOOL WINAPI ShellExecuteExW(SHELLEXECUTEINFOW* information) {
     return refuse(information, ERROR_FILE_NOT_FOUND, SE_ERR_FNF);
 
   const std::wstring file(information->lpFile);
-  const std::string directory = information->lpDirectory ? systemPath(information->lpDirectory) : std::string();
+  std::string directory;
+  if (information->lpDirectory != nullptr && *information->lpDirectory != L'\0' &&
+      !qn::toSystemPath(information->lpDirectory, directory))
+    return refuse(information, GetLastError(), SE_ERR_PNF);
   HANDLE* processHandle = (information->fMask & SEE_MASK_NOCLOSEPROCESS) ? &information->hProcess : nullptr;
 
   std::string target;
@@ -191,7 +188,9 @@ BOOL WINAPI ShellExecuteExW(SHELLEXECUTEINFOW* information) {
     target = qn::wideToUtf8(file);
   } else {
     struct stat info {};
-    target = locate(systemPath(file), directory, info);
+    std::string path;
+    if (!qn::toSystemPath(file.c_str(), path)) return refuse(information, GetLastError(), SE_ERR_FNF);
+    target = locate(path, directory, info);
     if (target.empty()) return refuse(information, ERROR_FILE_NOT_FOUND, SE_ERR_FNF);
     runIt = S_ISREG(info.st_mode) && access(target.c_str(), X_OK) == 0;
   }
