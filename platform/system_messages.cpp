@@ -40,6 +40,7 @@ constexpr SystemMessage Messages[] = {
     {ERROR_GEN_FAILURE, L"A device attached to the system is not working.\r\n"},
     {ERROR_SHARING_VIOLATION, L"Another process has the file open in a way that does not allow this access.\r\n"},
     {ERROR_LOCK_VIOLATION, L"Another process has locked a part of the file.\r\n"},
+    {ERROR_NOT_LOCKED, L"The region to unlock was not locked.\r\n"},
     {ERROR_HANDLE_EOF, L"The end of the file was reached.\r\n"},
     {ERROR_HANDLE_DISK_FULL, L"The disk has no room left.\r\n"},
     {ERROR_NOT_SUPPORTED, L"This request is not supported.\r\n"},

@@ -5,11 +5,8 @@
 #pragma once
 
 #include <qnlith/win32/types.h>
+#include <qnlith/win32/errors.h>
 #include <qnlith/win32/time.h>
-
-#ifndef ERROR_NOT_LOCKED
-#define ERROR_NOT_LOCKED 158L
-#endif
 
 typedef union _LARGE_INTEGER {
   struct {
