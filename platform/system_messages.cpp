@@ -40,7 +40,6 @@ constexpr SystemMessage Messages[] = {
     {ERROR_GEN_FAILURE, L"A device attached to the system is not working.\r\n"},
     {ERROR_SHARING_VIOLATION, L"Another process has the file open in a way that does not allow this access.\r\n"},
     {ERROR_LOCK_VIOLATION, L"Another process has locked a part of the file.\r\n"},
-    {ERROR_NOT_LOCKED, L"The region to unlock was not locked.\r\n"},
     {ERROR_HANDLE_EOF, L"The end of the file was reached.\r\n"},
     {ERROR_HANDLE_DISK_FULL, L"The disk has no room left.\r\n"},
     {ERROR_NOT_SUPPORTED, L"This request is not supported.\r\n"},
@@ -60,6 +59,7 @@ constexpr SystemMessage Messages[] = {
     {ERROR_WAIT_NO_CHILDREN, L"There are no child processes to wait for.\r\n"},
     {ERROR_NEGATIVE_SEEK, L"The file pointer cannot be moved before the start of the file.\r\n"},
     {ERROR_DIR_NOT_EMPTY, L"The folder still holds files or folders.\r\n"},
+    {ERROR_NOT_LOCKED, L"The region to unlock was not locked.\r\n"},
     {ERROR_BAD_ARGUMENTS, L"One or more arguments are not right.\r\n"},
     {ERROR_BAD_PATHNAME, L"The path is not valid.\r\n"},
     {ERROR_BUSY, L"The resource is in use.\r\n"},
@@ -116,6 +116,16 @@ constexpr SystemMessage ComMessages[] = {
     {0x80004005u, L"An error of no particular kind occurred.\r\n"},
     {0x8000FFFFu, L"A failure that was not expected occurred.\r\n"},
 };
+
+template <std::size_t N>
+constexpr bool sortedByCode(const SystemMessage (&table)[N]) {
+  for (std::size_t i = 1; i < N; ++i)
+    if (table[i - 1].code >= table[i].code) return false;
+  return true;
+}
+// The look-up is a binary search: a line out of order would hide its neighbours.
+static_assert(sortedByCode(Messages));
+static_assert(sortedByCode(ComMessages));
 
 template <std::size_t N>
 const wchar_t* find(const SystemMessage (&table)[N], DWORD code) {
