@@ -24,3 +24,5 @@
 #include <qnlith/win32/time.h>
 #include <qnlith/win32/files.h>
 #include <qnlith/win32/crtpath.h>
+#include <qnlith/win32/faults.h>
+#include <qnlith/win32/threads.h>
