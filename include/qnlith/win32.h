@@ -26,3 +26,5 @@
 #include <qnlith/win32/crtpath.h>
 #include <qnlith/win32/faults.h>
 #include <qnlith/win32/threads.h>
+#include <qnlith/win32/window.h>
+#include <qnlith/win32/msgbox.h>
