@@ -28,3 +28,4 @@
 #include <qnlith/win32/threads.h>
 #include <qnlith/win32/window.h>
 #include <qnlith/win32/msgbox.h>
+#include <qnlith/win32/errorinfo.h>
