@@ -17,9 +17,11 @@ DWORD WINAPI countAndReturn(LPVOID parameter) {
   return static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(parameter));
 }
 
+std::atomic<bool> stopSpinning{false};
+
 DWORD WINAPI spin(LPVOID parameter) {
   auto& counter = *static_cast<std::atomic<std::uint64_t>*>(parameter);
-  while (counter.load() != ~std::uint64_t{0}) counter.fetch_add(1);
+  while (!stopSpinning.load()) counter.fetch_add(1);
   return 0;
 }
 
@@ -105,7 +107,7 @@ TEST(Threads, SuspendHoldsARunningThread) {
   EXPECT_EQ(ResumeThread(thread), 1u);
   EXPECT_TRUE(eventually([&] { return counter.load() > held + 1000; }));
 
-  counter.store(~std::uint64_t{0});
+  stopSpinning.store(true);
   EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
   CloseHandle(thread);
 }
