@@ -39,7 +39,7 @@ void expectAddressIn(const std::wstring& text, const std::wstring& pattern, cons
   EXPECT_NE(hex[0], L'0');
   const auto address = std::stoull(hex, nullptr, 16);
   EXPECT_GE(address, reinterpret_cast<std::uintptr_t>(function));
-  EXPECT_LT(address, reinterpret_cast<std::uintptr_t>(function) + 64);
+  EXPECT_LT(address, reinterpret_cast<std::uintptr_t>(function) + 256);
 }
 
 // The dispatcher's translator, as the platform hands it back.
