@@ -11,23 +11,33 @@ namespace {
 
 constexpr DWORD SlotCount = 1088;  // TLS_MINIMUM_AVAILABLE and the expansion slots
 
+// Constant-initialised, so that a read needs no guard and the slots stay
+// usable while static objects are destroyed.
 struct Slots {
   std::mutex lock;
   bool used[SlotCount] = {};
   std::atomic<std::uint32_t> generation[SlotCount] = {};
 };
+constinit Slots allSlots;
 
-Slots& slots() {
-  static Slots* instance = new Slots;  // threads may read slots during static destruction
-  return *instance;
-}
+Slots& slots() { return allSlots; }
 
 struct Value {
   LPVOID value = nullptr;
   std::uint32_t generation = 0;
 };
 
-thread_local std::unique_ptr<Value[]> values;
+// The thread's values, in the static TLS block for a cheap read; the owner
+// below frees them when the thread ends.
+thread_local __attribute__((tls_model("initial-exec"))) Value* values = nullptr;
+
+struct ValuesOwner {
+  ~ValuesOwner() {
+    delete[] values;
+    values = nullptr;
+  }
+};
+thread_local ValuesOwner valuesOwner;
 
 }  // namespace
 
@@ -69,7 +79,10 @@ LPVOID WINAPI TlsGetValue(DWORD index) {
 
 BOOL WINAPI TlsSetValue(DWORD index, LPVOID value) {
   if (index >= SlotCount) return qn::failWith(ERROR_INVALID_PARAMETER);
-  if (values == nullptr) values.reset(new Value[SlotCount]);
+  if (values == nullptr) {
+    (void)&valuesOwner;  // registers the release at the thread's end
+    values = new Value[SlotCount];
+  }
   values[index] = Value{value, slots().generation[index].load(std::memory_order_acquire)};
   return TRUE;
 }
