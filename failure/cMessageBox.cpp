@@ -1,4 +1,5 @@
 #include <qnlith/failure/cMessageBox.h>
+#include <qnlith/system/cResourceLibrary.h>
 #include <qnlith/win32.h>
 
 namespace {
@@ -39,6 +40,11 @@ cMessageBox& cMessageBox::operator=(const cMessageBox& other) {
 
 cMessageBox::~cMessageBox() {}
 
+cMessageBox& cMessageBox::setTitle(const cResourceId& id) {
+  title.loadString(id);
+  return *this;
+}
+
 cMessageBox& cMessageBox::setTitle(const wchar_t* text) {
   title = text;
   return *this;
@@ -52,6 +58,12 @@ cMessageBox::Response cMessageBox::show(const wchar_t* text, DWORD style, DWORD 
 bool showExceptionMessageBox(cException& exception, CWnd* parent, const cString& title, bool retry) {
   const cString text(exception.text);
   return showText(text, parent, title, retry);
+}
+
+bool showExceptionMessageBox(cException& exception, CWnd* parent, const cResourceId& title, bool retry) {
+  const cString text(exception.text);
+  const cString titleText = title.id() == 0 ? cString() : title.resourceLibrary().loadString(title.id());
+  return showText(text, parent, titleText, retry);
 }
 
 bool showExceptionMessageBox(_com_error& error, CWnd* parent, const cString& title, bool retry) {

@@ -29,4 +29,3 @@
 #include <qnlith/win32/window.h>
 #include <qnlith/win32/msgbox.h>
 #include <qnlith/win32/errorinfo.h>
-#include <qnlith/win32/standin_modules.h>

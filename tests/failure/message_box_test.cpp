@@ -114,6 +114,27 @@ TEST(MessageBoxes, RetryChoice) {
   EXPECT_EQ(box.text, L"") << "no replacement text for a cException";
 }
 
+TEST(MessageBoxes, TitlesFromTheStringTable) {
+  Hooked hooked;
+  answer = IDOK;
+  CWnd owner;
+  ASSERT_TRUE(owner.CreateEx(0, nullptr, L"Owner caption", 0, 0, 0, 1, 1, nullptr, nullptr));
+  cMessageBox titled(&owner);
+  titled.setTitle(cResourceId(501));
+  EXPECT_EQ(std::wstring(titled.title.c_str()), L"Title from the string table");
+
+  cException failure(L"With a resource title");
+  EXPECT_FALSE(showExceptionMessageBox(failure, &owner, cResourceId(501), false));
+  EXPECT_EQ(box.caption, L"Title from the string table");
+  EXPECT_EQ(box.text, L"With a resource title");
+  // The id 0 stands for an empty title, which keeps the default.
+  EXPECT_FALSE(showExceptionMessageBox(failure, &owner, cResourceId(0), false));
+  EXPECT_EQ(box.caption, modulePath());
+  answer = IDRETRY;
+  EXPECT_TRUE(showExceptionMessageBox(failure, &owner, cResourceId(501), true));
+  EXPECT_EQ(box.style, 0x10015u);
+}
+
 TEST(MessageBoxes, FrameworkExceptionsAndCOMErrors) {
   Hooked hooked;
   answer = IDOK;

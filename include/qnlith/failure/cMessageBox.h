@@ -8,6 +8,7 @@
 #include <qnlith/failure/cMfcException.h>
 #include <qnlith/framework/comerror.h>
 #include <qnlith/framework/window.h>
+#include <qnlith/system/cResourceId.h>
 
 class QNLITH_API cMessageBox {
  public:
@@ -36,6 +37,8 @@ class QNLITH_API cMessageBox {
   cMessageBox& operator=(const cMessageBox& other);
   virtual ~cMessageBox();
 
+  // The string of that id, from the id's library.
+  virtual cMessageBox& setTitle(const cResourceId& title);
   virtual cMessageBox& setTitle(const wchar_t* title);
   // Without a parent the framework chooses the caption, whatever the title.
   virtual Response show(const wchar_t* text, DWORD style = MB_OK, DWORD helpId = 0);
@@ -48,6 +51,8 @@ class QNLITH_API cMessageBox {
 // retry is asked for) and returns whether the user chose Retry. An empty
 // title keeps the box's default.
 QNLITH_API bool showExceptionMessageBox(cException& exception, CWnd* parent, const cString& title, bool retry);
+// The title is the string of the id; the id 0 stands for an empty title.
+QNLITH_API bool showExceptionMessageBox(cException& exception, CWnd* parent, const cResourceId& title, bool retry);
 QNLITH_API bool showExceptionMessageBox(_com_error& error, CWnd* parent, const cString& title, bool retry);
 // The title is taken even when empty; an exception without text shows
 // "Windows Exception text not available".
