@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -82,7 +81,7 @@ std::shared_ptr<ThreadObject> currentThreadObject() {
   if (currentReference == nullptr) {
     auto self = std::make_shared<ThreadObject>();
     self->thread = pthread_self();
-    self->id = static_cast<DWORD>(gettid());
+    self->id = currentThreadId();
     self->started = true;
     currentReference = self;
     currentObject = self.get();
@@ -102,7 +101,7 @@ void* threadMain(void* argument) {
   currentObject = self.get();
   {
     std::lock_guard guard(self->lock);
-    self->id = static_cast<DWORD>(gettid());
+    self->id = currentThreadId();
     self->started = true;
   }
   self->changed.notify_all();
@@ -162,21 +161,8 @@ void ThreadObject::markEnded(DWORD code) {
     ended = true;
     exitCode = code;
   }
+  set();  // the handle is signalled: every wait on it ends
   changed.notify_all();
-}
-
-bool ThreadObject::hasEnded() {
-  std::lock_guard guard(lock);
-  return ended;
-}
-
-bool ThreadObject::waitForEnd(DWORD milliseconds) {
-  std::unique_lock guard(lock);
-  if (milliseconds == INFINITE) {
-    changed.wait(guard, [this] { return ended; });
-    return true;
-  }
-  return changed.wait_for(guard, std::chrono::milliseconds(milliseconds), [this] { return ended; });
 }
 
 std::shared_ptr<ThreadObject> threadFromHandle(HANDLE handle) {
@@ -204,7 +190,7 @@ bool nameThread(DWORD threadId, const char* name) {
     while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) --length;
   text[length] = '\0';
 
-  if (threadId == 0xFFFFFFFFu || threadId == static_cast<DWORD>(gettid()))
+  if (threadId == 0xFFFFFFFFu || threadId == currentThreadId())
     return pthread_setname_np(pthread_self(), text) == 0;
   char path[64];
   std::snprintf(path, sizeof path, "/proc/self/task/%u/comm", threadId);

@@ -1,6 +1,7 @@
 // The kernel object of a thread: a pthread, its suspend count, its priority
 // and its exit code. The object outlives the thread for as long as a handle
-// to it is open.
+// to it is open. It is a manual-reset event, set once the thread has ended,
+// so that every wait works on it.
 #pragma once
 
 #include <pthread.h>
@@ -13,16 +14,13 @@
 
 #include "api.h"
 #include "handles.h"
+#include "sync_objects.h"
 
 namespace qn {
 
-class QN_INTERNAL ThreadObject : public KernelObject {
+class QN_INTERNAL ThreadObject : public Event {
  public:
-  ThreadObject() : KernelObject(ObjectKind::Thread) {}
-
-  // Blocks until the thread has ended or the time is up; true if it ended.
-  bool waitForEnd(DWORD milliseconds);
-  bool hasEnded();
+  ThreadObject() : Event(ObjectKind::Thread, true, false) {}
 
   // Under `lock`.
   std::mutex lock;

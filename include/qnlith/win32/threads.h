@@ -3,7 +3,7 @@
 #pragma once
 
 #include <qnlith/win32/types.h>
-#include <qnlith/win32/standin_sync.h>
+#include <qnlith/win32/sync.h>
 
 #ifndef QN_SECURITY_ATTRIBUTES_DEFINED
 #define QN_SECURITY_ATTRIBUTES_DEFINED
