@@ -209,9 +209,11 @@ TEST(Threads, ProcessWndProcExceptionShowsTheFrameworkText) {
   Returning thread;
   cMfcException failure(L"In a window procedure");
   EXPECT_EQ(thread.ProcessWndProcException(&failure, nullptr), 0);
-  ASSERT_GE(boxes.size(), 1u);
+  ASSERT_EQ(boxes.size(), 2u) << "the thread's box, then the framework's own report";
   EXPECT_EQ(boxes[0].text, L"In a window procedure");
+  EXPECT_EQ(boxes[0].caption, L"concurrency_tests") << "the title goes no further than the cMessageBox";
   EXPECT_EQ(boxes[0].style, 0x10010u);
+  EXPECT_EQ(boxes[1].text, L"In a window procedure");
   cMfcException blank(L"");
   boxes.clear();
   thread.ProcessWndProcException(&blank, nullptr);

@@ -69,6 +69,26 @@ TEST(Threads, CreatedSuspendedRunsOnlyOnceResumed) {
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
 }
 
+TEST(Threads, HandlesWorkWithEveryWait) {
+  HANDLE go = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  ASSERT_NE(go, nullptr);
+  HANDLE thread = CreateThread(nullptr, 0, [](LPVOID event) -> DWORD {
+    return WaitForSingleObject(static_cast<HANDLE>(event), INFINITE) == WAIT_OBJECT_0 ? 3 : 4;
+  }, go, 0, nullptr);
+  ASSERT_NE(thread, nullptr);
+  const HANDLE both[2] = {thread, go};
+  EXPECT_EQ(WaitForMultipleObjects(2, both, TRUE, 30), WAIT_TIMEOUT);
+  EXPECT_EQ(WaitForSingleObject(thread, 0), WAIT_TIMEOUT);
+  EXPECT_TRUE(SetEvent(go));
+  EXPECT_EQ(WaitForMultipleObjects(2, both, TRUE, INFINITE), WAIT_OBJECT_0);
+  EXPECT_EQ(WaitForSingleObject(thread, 0), WAIT_OBJECT_0) << "an ended thread stays signalled";
+  DWORD code = 0;
+  EXPECT_TRUE(GetExitCodeThread(thread, &code));
+  EXPECT_EQ(code, 3u);
+  CloseHandle(thread);
+  CloseHandle(go);
+}
+
 TEST(Threads, ExitThreadEndsWithItsCode) {
   HANDLE thread = CreateThread(nullptr, 0, [](LPVOID) -> DWORD {
     ExitThread(259);  // STILL_ACTIVE as a real exit code: it reads as running for ever
