@@ -5,16 +5,6 @@
 #include <qnlith/win32/types.h>
 #include <qnlith/win32/sync.h>
 
-#ifndef QN_SECURITY_ATTRIBUTES_DEFINED
-#define QN_SECURITY_ATTRIBUTES_DEFINED
-// Accepted and ignored: objects are private to the process.
-typedef struct _SECURITY_ATTRIBUTES {
-  DWORD nLength;
-  LPVOID lpSecurityDescriptor;
-  BOOL bInheritHandle;
-} SECURITY_ATTRIBUTES, *PSECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
-#endif
-
 typedef DWORD(WINAPI* PTHREAD_START_ROUTINE)(LPVOID parameter);
 typedef PTHREAD_START_ROUTINE LPTHREAD_START_ROUTINE;
 
