@@ -9,3 +9,6 @@
 #include <qnlith/framework/extension.h>
 #include <qnlith/framework/modules.h>
 #include <qnlith/framework/time.h>
+#include <qnlith/framework/thread.h>
+#include <qnlith/framework/window.h>
+#include <qnlith/framework/comerror.h>

@@ -33,3 +33,6 @@
 #include <qnlith/concurrency/cResourceLock.h>
 #include <qnlith/concurrency/cSemaphore.h>
 #include <qnlith/files/cFileVersion.h>
+#include <qnlith/failure/cExceptionDispatcher.h>
+#include <qnlith/failure/cMessageBox.h>
+#include <qnlith/concurrency/cThread.h>

@@ -24,3 +24,8 @@
 #include <qnlith/win32/time.h>
 #include <qnlith/win32/files.h>
 #include <qnlith/win32/crtpath.h>
+#include <qnlith/win32/faults.h>
+#include <qnlith/win32/threads.h>
+#include <qnlith/win32/window.h>
+#include <qnlith/win32/msgbox.h>
+#include <qnlith/win32/errorinfo.h>

@@ -1,0 +1,257 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <qnlith/win32.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace {
+
+struct Seen {
+  std::wstring text, caption;
+  unsigned style = 0;
+  int calls = 0;
+};
+Seen seen;
+
+int recordingHook(const wchar_t* text, const wchar_t* caption, unsigned style) {
+  seen.text = text;
+  seen.caption = caption;
+  seen.style = style;
+  ++seen.calls;
+  return IDRETRY;
+}
+
+// Runs body in a child without a controlling terminal or a display, which
+// must end within the alarm; returns its exit code, or -1.
+template <typename Body>
+int inSession(Body body) {
+  const pid_t child = fork();
+  if (child == 0) {
+    setsid();
+    unsetenv("DISPLAY");
+    unsetenv("WAYLAND_DISPLAY");
+    alarm(60);  // a box that holds the process fails the test instead of hanging it
+    _exit(body());
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+std::string readAll(int fd) {
+  std::string text;
+  char buffer[256];
+  for (ssize_t n; (n = read(fd, buffer, sizeof buffer)) > 0;) text.append(buffer, static_cast<std::size_t>(n));
+  return text;
+}
+
+}  // namespace
+
+TEST(MessageBox, TheHookSeesEveryBox) {
+  EXPECT_EQ(qnSetMessageBoxHook(recordingHook), nullptr);
+  seen = {};
+  EXPECT_EQ(MessageBoxW(nullptr, L"Something failed", L"Caption", MB_RETRYCANCEL | MB_ICONHAND | MB_SETFOREGROUND),
+            IDRETRY);
+  EXPECT_EQ(seen.text, L"Something failed");
+  EXPECT_EQ(seen.caption, L"Caption");
+  EXPECT_EQ(seen.style, 0x10015u);
+  EXPECT_EQ(MessageBoxW(nullptr, nullptr, nullptr, MB_OK), IDRETRY);
+  EXPECT_EQ(seen.text, L"");
+  EXPECT_EQ(seen.caption, L"Error") << "the caption of a box without one";
+
+  HWND owner = CreateWindowExW(0, L"any", L"Main window", 0, 0, 0, 10, 10, nullptr, nullptr, nullptr, nullptr);
+  ASSERT_NE(owner, nullptr);
+  EXPECT_EQ(MessageBoxW(owner, L"t", L"c", MB_OK), IDRETRY);
+  EXPECT_TRUE(DestroyWindow(owner));
+  seen.calls = 0;
+  SetLastError(0);
+  EXPECT_EQ(MessageBoxW(owner, L"t", L"c", MB_OK), 0) << "the owner is gone";
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_WINDOW_HANDLE));
+  EXPECT_EQ(MessageBoxW(nullptr, L"t", L"c", 7), 0);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_MSGBOX_STYLE));
+  EXPECT_EQ(seen.calls, 0);
+  EXPECT_EQ(qnSetMessageBoxHook(nullptr), recordingHook);
+}
+
+TEST(MessageBox, WindowsHaveCaptionsAndChildren) {
+  HWND parent = CreateWindowExW(0, nullptr, L"Parent caption", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
+  HWND child = CreateWindowExW(0, nullptr, L"Child", 0, 0, 0, 0, 0, parent, nullptr, nullptr, nullptr);
+  ASSERT_NE(parent, nullptr);
+  ASSERT_NE(child, nullptr);
+  EXPECT_EQ(GetParent(child), parent);
+  wchar_t text[8];
+  EXPECT_EQ(GetWindowTextW(parent, text, 8), 7);
+  EXPECT_STREQ(text, L"Parent ");
+  EXPECT_EQ(GetWindowTextLengthW(parent), 14);
+  EXPECT_TRUE(SetWindowTextW(parent, L"New"));
+  EXPECT_EQ(GetWindowTextW(parent, text, 8), 3);
+  EXPECT_STREQ(text, L"New");
+  EXPECT_TRUE(DestroyWindow(parent));
+  EXPECT_FALSE(IsWindow(parent));
+  EXPECT_FALSE(IsWindow(child)) << "children go with their parent";
+  EXPECT_EQ(GetWindowTextW(parent, text, 8), 0);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_WINDOW_HANDLE));
+  EXPECT_FALSE(DestroyWindow(parent));
+  EXPECT_EQ(CreateWindowExW(0, nullptr, L"x", 0, 0, 0, 0, 0, parent, nullptr, nullptr, nullptr), nullptr);
+}
+
+TEST(MessageBox, WithoutAUserTheDefaultAnswersAtOnce) {
+  int channel[2];
+  ASSERT_EQ(pipe(channel), 0);
+  static int errorEnd;
+  errorEnd = channel[1];
+  const int result = inSession([] {
+    dup2(errorEnd, 2);
+    const int first = MessageBoxW(nullptr, L"Disk \u00e9 full", L"Saving", MB_YESNOCANCEL | MB_DEFBUTTON2 | MB_ICONHAND);
+    const int second = MessageBoxW(nullptr, L"x", L"y", MB_OK | MB_DEFBUTTON4);
+    return first == IDNO && second == IDOK ? 0 : 1;
+  });
+  close(channel[1]);
+  const std::string written = readAll(channel[0]);
+  close(channel[0]);
+  EXPECT_EQ(result, 0);
+  EXPECT_NE(written.find("[Error] Saving\nDisk \xC3\xA9 full\n(no one to ask: answered No)\n"), std::string::npos)
+      << written;
+}
+
+TEST(MessageBox, PromptOnTheControllingTerminal) {
+  struct Case {
+    UINT style;
+    const char* answers;
+    int expected;
+  };
+  const Case cases[] = {
+      {MB_YESNOCANCEL | MB_DEFBUTTON2, "no\n", IDNO},
+      {MB_YESNOCANCEL | MB_DEFBUTTON2, "\n", IDNO},
+      {MB_ABORTRETRYIGNORE | MB_DEFBUTTON3, "maybe\n3\n", IDIGNORE},
+      {MB_CANCELTRYCONTINUE, "c\nCO\n", IDCONTINUE},  // "c" names two buttons
+      {MB_RETRYCANCEL, "r\n", IDRETRY},
+      {MB_OKCANCEL, "\x04\n", IDCANCEL},  // end of input: the box is closed
+      {MB_YESNO | MB_DEFBUTTON2, "\x04\n", IDNO},  // one that can't be closed takes its default
+  };
+  for (const Case& c : cases) {
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_GE(master, 0);
+    ASSERT_EQ(grantpt(master), 0);
+    ASSERT_EQ(unlockpt(master), 0);
+    static std::string slave;
+    static UINT style;
+    static int masterEnd;
+    masterEnd = master;
+    slave = ptsname(master);
+    style = c.style;
+    const pid_t child = fork();
+    if (child == 0) {
+      close(masterEnd);
+      setsid();
+      unsetenv("DISPLAY");
+      unsetenv("WAYLAND_DISPLAY");
+      alarm(60);
+      const int terminal = open(slave.c_str(), O_RDWR);  // becomes the controlling terminal
+      if (terminal < 0) _exit(100);
+      _exit(MessageBoxW(nullptr, L"Question text", L"Prompt caption", style));
+    }
+    // Answers each question as it appears.
+    std::string screen;
+    const char* answer = c.answers;
+    std::size_t questions = 0;
+    char buffer[512];
+    for (ssize_t n; (n = read(master, buffer, sizeof buffer)) > 0;) {
+      screen.append(buffer, static_cast<std::size_t>(n));
+      std::size_t count = 0;
+      for (std::size_t at = 0; (at = screen.find("): ", at)) != std::string::npos; ++at) ++count;
+      if (count > questions) {
+        questions = count;
+        const char* end = std::strchr(answer, '\n');
+        if (end == nullptr) break;
+        ASSERT_EQ(write(master, answer, static_cast<std::size_t>(end - answer + 1)), end - answer + 1);
+        answer = end + 1;
+      }
+    }
+    close(master);
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFEXITED(status)) << screen;
+    EXPECT_EQ(WEXITSTATUS(status), c.expected) << screen;
+    EXPECT_NE(screen.find("Prompt caption"), std::string::npos);
+    EXPECT_NE(screen.find("Question text"), std::string::npos);
+  }
+}
+
+TEST(MessageBox, DialogProgramsOnTheDisplay) {
+  // Stand-ins for the dialog programs record how they are started and
+  // answer as told.
+  char directory[] = "/tmp/qnlith-dialogs-XXXXXX";
+  ASSERT_NE(mkdtemp(directory), nullptr);
+  const std::string dir = directory, log = dir + "/log";
+  const std::string script =
+      "#!/bin/sh\nfor a in \"$0\" \"$@\"; do printf '%s\\n' \"$a\"; done > " + log +
+      "\n/bin/cat >> " + log + " </dev/stdin\nprintf '%s' \"$QN_DIALOG_OUT\"\nexit $QN_DIALOG_EXIT\n";
+  for (const char* name : {"zenity", "xmessage"}) {
+    const std::string path = dir + "/" + name;
+    std::ofstream(path) << script;
+    chmod(path.c_str(), 0755);
+  }
+  static std::string searchPath;
+  searchPath = dir;
+  struct Case {
+    const char* display;
+    const char* exit;
+    const char* out;
+    UINT style;
+    int expected;
+    const char* program;
+    const char* firstArgument;
+  };
+  const Case cases[] = {
+      {"DISPLAY", "0", "", MB_YESNOCANCEL | MB_ICONQUESTION, IDYES, "zenity", "--question"},
+      {"DISPLAY", "1", "No\n", MB_YESNOCANCEL, IDNO, "zenity", "--question"},
+      {"WAYLAND_DISPLAY", "1", "", MB_YESNOCANCEL, IDCANCEL, "zenity", "--question"},
+      {"DISPLAY", "0", "", MB_OK | MB_ICONHAND, IDOK, "zenity", "--error"},
+  };
+  for (const Case& c : cases) {
+    static const Case* current;
+    current = &c;
+    const int result = inSession([] {
+      setenv("PATH", searchPath.c_str(), 1);
+      setenv(current->display, ":99", 1);
+      setenv("QN_DIALOG_EXIT", current->exit, 1);
+      setenv("QN_DIALOG_OUT", current->out, 1);
+      return MessageBoxW(nullptr, L"-text that is no option", L"Dialog caption", current->style);
+    });
+    EXPECT_EQ(result, c.expected) << c.program << " " << c.exit;
+    std::ifstream in(log);
+    std::stringstream lines;
+    lines << in.rdbuf();
+    const std::string recorded = lines.str();
+    EXPECT_EQ(recorded.find(dir + "/" + c.program + "\n" + c.firstArgument + "\n"), 0u) << recorded;
+    EXPECT_NE(recorded.find("--title=Dialog caption\n--text=-text that is no option\n--no-markup\n"),
+              std::string::npos)
+        << recorded;
+  }
+
+  // Without zenity: xmessage, with the text on its standard input.
+  unlink((dir + "/zenity").c_str());
+  const int result = inSession([] {
+    setenv("PATH", searchPath.c_str(), 1);
+    setenv("DISPLAY", ":99", 1);
+    setenv("QN_DIALOG_EXIT", "104", 1);  // Retry
+    return MessageBoxW(nullptr, L"-text", L"Caption", MB_ABORTRETRYIGNORE | MB_DEFBUTTON3);
+  });
+  EXPECT_EQ(result, IDRETRY);
+  std::ifstream in(log);
+  std::stringstream lines;
+  lines << in.rdbuf();
+  EXPECT_EQ(lines.str(), dir + "/xmessage\n-title\nCaption\n-buttons\nAbort:103,Retry:104,Ignore:105\n-default\nIgnore\n"
+                              "-center\n-file\n-\n-text\n");
+  unlink((dir + "/xmessage").c_str());
+  unlink(log.c_str());
+  rmdir(directory);
+}

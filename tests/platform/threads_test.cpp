@@ -1,0 +1,234 @@
+#include <gtest/gtest.h>
+#include <qnlith/win32.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
+
+namespace {
+
+std::atomic<int> ran{0};
+
+DWORD WINAPI countAndReturn(LPVOID parameter) {
+  ran.fetch_add(1);
+  return static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(parameter));
+}
+
+std::atomic<bool> stopSpinning{false};
+
+DWORD WINAPI spin(LPVOID parameter) {
+  auto& counter = *static_cast<std::atomic<std::uint64_t>*>(parameter);
+  while (!stopSpinning.load()) counter.fetch_add(1);
+  return 0;
+}
+
+// Waits (generously) until the condition holds.
+template <typename Condition>
+bool eventually(Condition condition) {
+  for (int i = 0; i < 10000; ++i) {
+    if (condition()) return true;
+    Sleep(1);
+  }
+  return false;
+}
+
+}  // namespace
+
+TEST(Threads, CreatedSuspendedRunsOnlyOnceResumed) {
+  ran = 0;
+  DWORD id = 0;
+  HANDLE thread = CreateThread(nullptr, 0, countAndReturn, reinterpret_cast<LPVOID>(42), CREATE_SUSPENDED, &id);
+  ASSERT_NE(thread, nullptr);
+  EXPECT_NE(id, 0u);
+  EXPECT_EQ(GetThreadId(thread), id);
+  DWORD code = 0;
+  ASSERT_TRUE(GetExitCodeThread(thread, &code));
+  EXPECT_EQ(code, STILL_ACTIVE);
+  EXPECT_EQ(WaitForSingleObject(thread, 50), WAIT_TIMEOUT);
+  EXPECT_EQ(ran.load(), 0) << "the procedure waits for ResumeThread";
+
+  EXPECT_EQ(SuspendThread(thread), 1u);
+  EXPECT_EQ(ResumeThread(thread), 2u);
+  EXPECT_EQ(ResumeThread(thread), 1u);
+  ASSERT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
+  EXPECT_EQ(ran.load(), 1);
+  ASSERT_TRUE(GetExitCodeThread(thread, &code));
+  EXPECT_EQ(code, 42u);
+  EXPECT_EQ(ResumeThread(thread), 0u);
+  EXPECT_EQ(SuspendThread(thread), static_cast<DWORD>(-1)) << "an ended thread can't be suspended";
+  EXPECT_TRUE(CloseHandle(thread));
+
+  SetLastError(0);
+  EXPECT_FALSE(GetExitCodeThread(thread, &code));
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(SuspendThread(thread), static_cast<DWORD>(-1));
+  EXPECT_EQ(CreateThread(nullptr, 0, nullptr, nullptr, 0, nullptr), nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+}
+
+TEST(Threads, HandlesWorkWithEveryWait) {
+  HANDLE go = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  ASSERT_NE(go, nullptr);
+  HANDLE thread = CreateThread(nullptr, 0, [](LPVOID event) -> DWORD {
+    return WaitForSingleObject(static_cast<HANDLE>(event), INFINITE) == WAIT_OBJECT_0 ? 3 : 4;
+  }, go, 0, nullptr);
+  ASSERT_NE(thread, nullptr);
+  const HANDLE both[2] = {thread, go};
+  EXPECT_EQ(WaitForMultipleObjects(2, both, TRUE, 30), WAIT_TIMEOUT);
+  EXPECT_EQ(WaitForSingleObject(thread, 0), WAIT_TIMEOUT);
+  EXPECT_TRUE(SetEvent(go));
+  EXPECT_EQ(WaitForMultipleObjects(2, both, TRUE, INFINITE), WAIT_OBJECT_0);
+  EXPECT_EQ(WaitForSingleObject(thread, 0), WAIT_OBJECT_0) << "an ended thread stays signalled";
+  DWORD code = 0;
+  EXPECT_TRUE(GetExitCodeThread(thread, &code));
+  EXPECT_EQ(code, 3u);
+  CloseHandle(thread);
+  CloseHandle(go);
+}
+
+TEST(Threads, ExitThreadEndsWithItsCode) {
+  HANDLE thread = CreateThread(nullptr, 0, [](LPVOID) -> DWORD {
+    ExitThread(259);  // STILL_ACTIVE as a real exit code: it reads as running for ever
+  }, nullptr, 0, nullptr);
+  ASSERT_NE(thread, nullptr);
+  ASSERT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
+  DWORD code = 0;
+  EXPECT_TRUE(GetExitCodeThread(thread, &code));
+  EXPECT_EQ(code, STILL_ACTIVE);
+  CloseHandle(thread);
+
+  thread = CreateThread(nullptr, 64 * 1024, [](LPVOID) -> DWORD { ExitThread(0); }, nullptr, 0, nullptr);
+  ASSERT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
+  EXPECT_TRUE(GetExitCodeThread(thread, &code));
+  EXPECT_EQ(code, 0u);
+  CloseHandle(thread);
+}
+
+TEST(Threads, SuspendHoldsARunningThread) {
+  std::atomic<std::uint64_t> counter{0};
+  HANDLE thread = CreateThread(nullptr, 0, spin, &counter, 0, nullptr);
+  ASSERT_NE(thread, nullptr);
+  ASSERT_TRUE(eventually([&] { return counter.load() > 1000; }));
+
+  EXPECT_EQ(SuspendThread(thread), 0u);
+  EXPECT_EQ(SuspendThread(thread), 1u);
+  const std::uint64_t held = counter.load();
+  Sleep(50);
+  EXPECT_EQ(counter.load(), held) << "a suspended thread does not run";
+  DWORD code = 0;
+  EXPECT_TRUE(GetExitCodeThread(thread, &code));
+  EXPECT_EQ(code, STILL_ACTIVE);
+  EXPECT_EQ(ResumeThread(thread), 2u);
+  Sleep(20);
+  EXPECT_EQ(counter.load(), held) << "still suspended once";
+  EXPECT_EQ(ResumeThread(thread), 1u);
+  EXPECT_TRUE(eventually([&] { return counter.load() > held + 1000; }));
+
+  stopSpinning.store(true);
+  EXPECT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
+  CloseHandle(thread);
+}
+
+TEST(Threads, PseudoHandleMeansTheCallingThread) {
+  EXPECT_EQ(GetCurrentThread(), reinterpret_cast<HANDLE>(static_cast<LONG_PTR>(-2)));
+  DWORD code = 0;
+  EXPECT_TRUE(GetExitCodeThread(GetCurrentThread(), &code));
+  EXPECT_EQ(code, STILL_ACTIVE);
+  EXPECT_EQ(GetThreadId(GetCurrentThread()), GetCurrentThreadId());
+  EXPECT_EQ(GetCurrentThreadId(), static_cast<DWORD>(gettid()));
+  DWORD other = 0;
+  std::thread([&] { other = GetCurrentThreadId(); }).join();
+  EXPECT_NE(other, GetCurrentThreadId());
+}
+
+TEST(Threads, PrioritiesAreNiceValues) {
+  HANDLE thread = CreateThread(nullptr, 0, [](LPVOID) -> DWORD {
+    Sleep(INFINITE);
+    return 0;
+  }, nullptr, 0, nullptr);
+  ASSERT_NE(thread, nullptr);
+  const id_t tid = GetThreadId(thread);
+  errno = 0;
+  const int base = getpriority(PRIO_PROCESS, 0);
+  EXPECT_EQ(GetThreadPriority(thread), THREAD_PRIORITY_NORMAL);
+  EXPECT_TRUE(SetThreadPriority(thread, THREAD_PRIORITY_LOWEST));
+  EXPECT_EQ(GetThreadPriority(thread), THREAD_PRIORITY_LOWEST);
+  EXPECT_EQ(getpriority(PRIO_PROCESS, tid), std::min(base + 10, 19));
+  EXPECT_TRUE(SetThreadPriority(thread, THREAD_PRIORITY_IDLE));
+  EXPECT_EQ(getpriority(PRIO_PROCESS, tid), 19);
+  EXPECT_EQ(GetThreadPriority(thread), THREAD_PRIORITY_IDLE);
+
+  SetLastError(0);
+  EXPECT_FALSE(SetThreadPriority(thread, 3));
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+  EXPECT_EQ(GetThreadPriority(thread), THREAD_PRIORITY_IDLE);
+
+  // Raising a thread needs the right to; an unprivileged process lacks it.
+  const pid_t child = fork();
+  if (child == 0) {
+    if (geteuid() == 0 && setuid(65534) != 0) _exit(3);
+    const BOOL raised = SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_HIGHEST);
+    _exit(!raised && GetLastError() == ERROR_ACCESS_DENIED ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  EXPECT_EQ(GetThreadPriority(reinterpret_cast<HANDLE>(0x7777)), THREAD_PRIORITY_ERROR_RETURN);
+  CloseHandle(thread);
+}
+
+TEST(Threads, BadPointerProbesNeverFault) {
+  const long page = sysconf(_SC_PAGESIZE);
+  auto* block = static_cast<char*>(mmap(nullptr, 3 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  ASSERT_NE(block, MAP_FAILED);
+  mprotect(block + page, page, PROT_READ);
+  mprotect(block + 2 * page, page, PROT_NONE);
+
+  int local = 0;
+  EXPECT_FALSE(IsBadReadPtr(&local, sizeof local));
+  EXPECT_FALSE(IsBadWritePtr(&local, sizeof local));
+  EXPECT_FALSE(IsBadReadPtr(nullptr, 0));
+  EXPECT_TRUE(IsBadReadPtr(nullptr, 1));
+  EXPECT_TRUE(IsBadWritePtr(nullptr, 4));
+  EXPECT_FALSE(IsBadReadPtr(block, 2 * page));
+  EXPECT_TRUE(IsBadReadPtr(block, 2 * page + 1)) << "the last byte lies on a page without access";
+  EXPECT_TRUE(IsBadReadPtr(block + 2 * page + 10, 1));
+  EXPECT_FALSE(IsBadWritePtr(block, page));
+  EXPECT_TRUE(IsBadWritePtr(block + page - 4, 8)) << "runs into a read-only page";
+  EXPECT_TRUE(IsBadWritePtr(block + page, 1));
+  EXPECT_TRUE(IsBadReadPtr(reinterpret_cast<void*>(~std::uintptr_t{0} - 2), 8)) << "wraps around";
+  munmap(block, 3 * page);
+  EXPECT_TRUE(IsBadReadPtr(block, 1)) << "unmapped";
+}
+
+TEST(Threads, LocalSlots) {
+  const DWORD slot = TlsAlloc();
+  ASSERT_NE(slot, TLS_OUT_OF_INDEXES);
+  SetLastError(5);
+  EXPECT_EQ(TlsGetValue(slot), nullptr);
+  EXPECT_EQ(GetLastError(), 0u) << "a successful read clears the last error";
+  int mine = 0;
+  EXPECT_TRUE(TlsSetValue(slot, &mine));
+  EXPECT_EQ(TlsGetValue(slot), &mine);
+  std::thread([&] {
+    int theirs = 0;
+    EXPECT_EQ(TlsGetValue(slot), nullptr) << "each thread starts empty";
+    EXPECT_TRUE(TlsSetValue(slot, &theirs));
+    EXPECT_EQ(TlsGetValue(slot), &theirs);
+  }).join();
+  EXPECT_EQ(TlsGetValue(slot), &mine);
+
+  EXPECT_TRUE(TlsFree(slot));
+  EXPECT_FALSE(TlsFree(slot));
+  const DWORD again = TlsAlloc();
+  EXPECT_EQ(again, slot) << "the lowest free slot comes first";
+  EXPECT_EQ(TlsGetValue(again), nullptr) << "a freed slot is emptied in every thread";
+  EXPECT_TRUE(TlsFree(again));
+
+  EXPECT_EQ(TlsGetValue(1088), nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+  EXPECT_FALSE(TlsSetValue(5000, &mine));
+}
