@@ -3,16 +3,14 @@
 #include <gtest/gtest.h>
 #include <qnlith/qnlith.h>
 
-#include <cstdio>
 #include <string>
 
+#include "support/run_program.h"
+
 TEST(LibraryFrame, StartsAndStopsInItsOrder) {
-  FILE* probe = popen(QNLITH_FRAME_PROBE " " QNLITH_LIBRARY, "r");
-  ASSERT_NE(probe, nullptr);
-  std::string log;
-  char line[256];
-  while (std::fgets(line, sizeof line, probe) != nullptr) log += line;
-  EXPECT_EQ(pclose(probe), 0) << log;
+  const ProgramOutcome probe = runProgram(QNLITH_FRAME_PROBE " " QNLITH_LIBRARY);
+  const std::string& log = probe.output;
+  EXPECT_EQ(probe.status, 0) << log;
   const std::string start =
       "AfxGetModuleState\n"          // the early hook, before any static initialiser
       "RegisterWindowMessageW\n";    // the first static initialiser

@@ -1,33 +1,21 @@
 // qnlith path: the path algebra on the command line.
 #include <gtest/gtest.h>
-#include <stdio.h>
-#include <sys/wait.h>
 
 #include <string>
 
+#include "support/run_program.h"
+
 namespace {
 
-struct Outcome {
-  std::string output;
-  int status;
-};
-
 // Runs the tool with the arguments (already quoted for the shell).
-Outcome qnlith(const std::string& arguments) {
-  Outcome run{{}, -1};
-  FILE* pipe = ::popen((std::string(QNLITH_TOOL) + " " + arguments + " 2>&1").c_str(), "r");
-  if (pipe == nullptr) return run;
-  char buffer[256];
-  while (std::fgets(buffer, sizeof buffer, pipe) != nullptr) run.output += buffer;
-  const int status = ::pclose(pipe);
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
+ProgramOutcome qnlith(const std::string& arguments) {
+  return runProgram(std::string(QNLITH_TOOL) + " " + arguments + " 2>&1");
 }
 
 }  // namespace
 
 TEST(PathCommand, ShowsTheAlgebra) {
-  Outcome run = qnlith("path split 'C:\\data\\a.txt'");
+  ProgramOutcome run = qnlith("path split 'C:\\data\\a.txt'");
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.output, "drive:     \"C:\"\ndirectory: \"\\data\\\"\nname:      \"a\"\nextension: \".txt\"\n");
   EXPECT_EQ(qnlith("path make C data a txt").output, "C:data\\a.txt\n");
@@ -40,7 +28,7 @@ TEST(PathCommand, ShowsTheAlgebra) {
 }
 
 TEST(PathCommand, BadUsageIsReported) {
-  Outcome run = qnlith("path peel ''");
+  ProgramOutcome run = qnlith("path peel ''");
   EXPECT_EQ(run.status, 2);
   EXPECT_NE(run.output.find("an empty path has no last component"), std::string::npos);
   EXPECT_EQ(qnlith("path shorten abc x").status, 2);
