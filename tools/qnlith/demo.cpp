@@ -1,10 +1,12 @@
 // qnlith demo: strings being formatted, parsed and failing, with the
-// library's exact texts.
+// library's exact texts; then the road of one event, from a fault in a
+// thread to the box that shows it.
 #include <qnlith/qnlith.h>
 
 #include <string>
 
 #include "command.h"
+#include "demo.h"
 
 namespace {
 
@@ -53,7 +55,9 @@ int demo(const QnlithArguments&) {
   cString quoted(L"\"quoted\"");
   const bool stripped = quoted.stripQuotes();
   show(L"stripQuotes", quoted + L" -> " + cString::fromBool(stripped));
-  return 0;
+
+  qnlithOut(L"\n");
+  return demoRoadOfOneEvent();
 }
 
 const QnlithCommand command("demo", "demo", demo);

@@ -1,13 +1,14 @@
-// qnlith demo-thread: the road of one event. A cThread divides by zero; the
-// fault arrives as a cException with its text, is shown in a box (standard
-// error when no one is there to ask), and the thread ends with its code
-// while another thread waits for it.
+// The second half of qnlith demo, the road of one event: a cThread divides
+// by zero; the fault arrives as a cException with its text, is shown in a box
+// (standard error when no one is there to ask), and the thread ends with its
+// code while another thread waits for it.
 #include <qnlith/qnlith.h>
 
 #include <cstdio>
 #include <string>
 
 #include "command.h"
+#include "demo.h"
 
 namespace {
 
@@ -30,12 +31,14 @@ void step(const wchar_t* text) {
   std::fflush(stdout);
 }
 
-int demoThread(const QnlithArguments&) {
+}  // namespace
+
+int demoRoadOfOneEvent() {
   qnlithOut(L"The road of one event: a fault in a thread of the library\n");
   DividingThread thread;
   step(L"1. A cThread whose run divides by zero; start() creates its thread.");
   if (!thread.start()) {
-    qnlithErr(L"qnlith demo-thread: the thread could not be started\n");
+    qnlithErr(L"qnlith demo: the thread could not be started\n");
     return 1;
   }
   cString line;
@@ -52,7 +55,3 @@ int demoThread(const QnlithArguments&) {
   step(L"5. The object outlives its thread; its owner deletes it now.");
   return waited && exitCode == 1 ? 0 : 1;
 }
-
-const QnlithCommand command("demo-thread", "demo-thread", demoThread);
-
-}  // namespace
