@@ -123,7 +123,10 @@ cCurrentThread& cCurrentThread::operator=(const cCurrentThread&) { return *this;
 void cCurrentThread::sleep(DWORD milliseconds) { Sleep(milliseconds); }
 
 bool cCurrentThread::changePriority(ThreadPriorityEnum priority) {
-  return ::SetThreadPriority(AfxGetThread()->m_hThread, priority) != 0;
+  // Without a framework thread object there is no handle: the call fails
+  // with the null handle's error instead of reading through null.
+  CWinThread* thread = AfxGetThread();
+  return ::SetThreadPriority(thread != nullptr ? thread->m_hThread : nullptr, priority) != 0;
 }
 
 bool cCurrentThread::waitFor(const cThread& thread) {

@@ -195,6 +195,12 @@ TEST(Threads, PriorityNameAndStatus) {
   EXPECT_EQ(exitCodeOf(named), 7u) << "named, and the translator never saw the raise";
   EXPECT_TRUE(boxes.empty());
 
+  // A thread the framework does not know has no handle to change.
+  std::thread([] {
+    EXPECT_FALSE(cCurrentThread::changePriority(ThreadPriorityBelowNormal));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+  }).join();
+
   cThreadStatus status;
   EXPECT_FALSE(status.isTerminationRequested());
   status.requestTermination();
