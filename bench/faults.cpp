@@ -8,6 +8,8 @@
 
 #include <cstdint>
 
+#include "baseline_report.h"
+
 namespace {
 
 struct Translated {
@@ -102,4 +104,9 @@ BENCHMARK(PthreadGetspecificRead);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  return qnbench::runWithRatios(argc, argv,
+                                {{"TranslatedAccessViolation", "RawSignalWithLongjmp"},
+                                 {"RaiseExceptionTranslated", "PlainCxxThrow"},
+                                 {"TlsGetValueRead", "PthreadGetspecificRead"}});
+}

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "baseline_report.h"
+
 namespace {
 
 constexpr DWORD FileSize = 64 << 20;
@@ -180,4 +182,13 @@ BENCHMARK(wstringMakePath);
 BENCHMARK(cFileSystemSplitPath);
 BENCHMARK(wstringSplitPath);
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  return qnbench::runWithRatios(argc, argv,
+                                {{"cFileRead/1048576", "rawRead/1048576"},
+                                 {"cFileRead/4096", "rawRead/4096"},
+                                 {"cFileWrite/1048576", "rawWrite/1048576"},
+                                 {"cFileWrite/4096", "rawWrite/4096"},
+                                 {"cFileOpenClose", "rawOpenClose"},
+                                 {"cFileSystemMakePath", "wstringMakePath"},
+                                 {"cFileSystemSplitPath", "wstringSplitPath"}});
+}

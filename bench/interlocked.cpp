@@ -5,6 +5,8 @@
 
 #include <atomic>
 
+#include "baseline_report.h"
+
 static void ThreadSafeIncrement(benchmark::State& state) {
   static DWORD value = 0;
   for (auto _ : state) benchmark::DoNotOptimize(cThreadSafeOperations::increment(value));
@@ -17,4 +19,8 @@ static void AtomicFetchAdd(benchmark::State& state) {
 }
 BENCHMARK(AtomicFetchAdd)->Threads(1)->Threads(2);
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  return qnbench::runWithRatios(argc, argv,
+                                {{"ThreadSafeIncrement/threads:1", "AtomicFetchAdd/threads:1"},
+                                 {"ThreadSafeIncrement/threads:2", "AtomicFetchAdd/threads:2"}});
+}

@@ -5,6 +5,8 @@
 
 #include <cwchar>
 
+#include "baseline_report.h"
+
 namespace {
 
 void LayerSnwprintf(benchmark::State& state) {
@@ -49,4 +51,8 @@ BENCHMARK(GlibcSwprintfFloat);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  return qnbench::runWithRatios(argc, argv,
+                                {{"LayerSnwprintf", "GlibcSwprintf"},
+                                 {"LayerSnwprintfFloat", "GlibcSwprintfFloat"}});
+}
