@@ -12,30 +12,9 @@
 #include <thread>
 
 #include "fault_helpers.h"
+#include "support/box_recorder.h"
 
 namespace {
-
-struct Box {
-  std::wstring text, caption;
-  unsigned style = 0;
-};
-std::vector<Box> boxes;
-std::mutex boxesLock;
-
-int recordBox(const wchar_t* text, const wchar_t* caption, unsigned style) {
-  std::lock_guard guard(boxesLock);
-  boxes.push_back({text, caption, style});
-  return IDOK;
-}
-
-struct Hooked {
-  Hooked() {
-    boxes.clear();
-    previous = qnSetMessageBoxHook(recordBox);
-  }
-  ~Hooked() { qnSetMessageBoxHook(previous); }
-  QnMessageBoxHook previous;
-};
 
 DWORD exitCodeOf(const cThread& thread) {
   DWORD code = 0;
@@ -88,7 +67,7 @@ class Throwing : public cThread {
 }  // namespace
 
 TEST(Threads, AFaultInRunEndsInABoxAndExitCodeOne) {
-  Hooked hooked;
+  BoxRecorder boxes;
   Dividing thread;
   EXPECT_EQ(thread.handle(), nullptr);
   ASSERT_TRUE(thread.start());
@@ -98,7 +77,7 @@ TEST(Threads, AFaultInRunEndsInABoxAndExitCodeOne) {
   EXPECT_FALSE(thread.isRunning());
   EXPECT_EQ(exitCodeOf(thread), 1u);
   ASSERT_EQ(boxes.size(), 1u);
-  const std::wstring& text = boxes[0].text;
+  const std::wstring text = boxes[0].text;
   EXPECT_TRUE(std::regex_match(text, std::wregex(L"An integer divide by 0 violation occurred at \naddress 0x[1-9a-f][0-9a-f]* in file /.*")))
       << std::string(text.begin(), text.end());
   EXPECT_EQ(boxes[0].caption, L"concurrency_tests") << "no parent: the framework's caption";
@@ -107,7 +86,7 @@ TEST(Threads, AFaultInRunEndsInABoxAndExitCodeOne) {
 }
 
 TEST(Threads, ExitCodes) {
-  Hooked hooked;
+  BoxRecorder boxes;
   Returning returning;
   ASSERT_TRUE(returning.start());
   EXPECT_TRUE(cCurrentThread::waitFor(returning));
@@ -140,7 +119,7 @@ TEST(Threads, ExitCodes) {
 }
 
 TEST(Threads, NullParameterIsReportedToo) {
-  Hooked hooked;
+  BoxRecorder boxes;
   HANDLE thread = CreateThread(nullptr, 0, [](LPVOID) -> DWORD { return cThreadStartProc(nullptr); }, nullptr, 0,
                                nullptr);
   ASSERT_NE(thread, nullptr);
@@ -188,7 +167,7 @@ TEST(Threads, PriorityNameAndStatus) {
   idle.resume();
   EXPECT_TRUE(cThread::waitFor(idle));
 
-  Hooked hooked;
+  BoxRecorder boxes;
   Named named;
   ASSERT_TRUE(named.start());
   EXPECT_TRUE(cThread::waitFor(named));
@@ -211,7 +190,7 @@ TEST(Threads, PriorityNameAndStatus) {
 }
 
 TEST(Threads, ProcessWndProcExceptionShowsTheFrameworkText) {
-  Hooked hooked;
+  BoxRecorder boxes;
   Returning thread;
   cMfcException failure(L"In a window procedure");
   EXPECT_EQ(thread.ProcessWndProcException(&failure, nullptr), 0);

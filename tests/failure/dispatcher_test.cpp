@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "fault_helpers.h"
+#include "support/box_recorder.h"
 
 namespace {
 
@@ -47,21 +48,6 @@ _se_translator_function installedTranslator() {
   const _se_translator_function translator = _set_se_translator(nullptr);
   _set_se_translator(translator);
   return translator;
-}
-
-struct Box {
-  std::wstring text, caption;
-  unsigned style = 0;
-  int count = 0;
-};
-Box box;
-
-int recordBox(const wchar_t* text, const wchar_t* caption, unsigned style) {
-  box.text = text;
-  box.caption = caption;
-  box.style = style;
-  ++box.count;
-  return IDOK;
 }
 
 }  // namespace
@@ -193,25 +179,24 @@ TEST(ExceptionDispatcher, EveryCodeOfTheTable) {
 }
 
 TEST(ExceptionDispatcher, TerminatorAndUnexpectedShowTheirBoxes) {
-  const QnMessageBoxHook previous = qnSetMessageBoxHook(recordBox);
-  std::thread([] {
+  BoxRecorder boxes;
+  std::thread([&boxes] {
     ASSERT_TRUE(cExceptionDispatcher::handleExceptionsFor());
     const terminate_function terminator = ::set_terminate(nullptr);
     const unexpected_function unexpectedHandler = ::set_unexpected(nullptr);
     ASSERT_NE(terminator, nullptr);
     ASSERT_NE(unexpectedHandler, nullptr);
-    box = {};
     terminator();  // returns: what follows is the run time's
-    EXPECT_EQ(box.text, L"An Unrecoverable Error was encountered\nThe application will be terminated now");
-    EXPECT_EQ(box.caption, L"failure_tests") << "without a window the framework's caption, not the title";
-    EXPECT_EQ(box.style, 0x10010u) << "no retry choice";
+    ASSERT_EQ(boxes.size(), 1u);
+    EXPECT_EQ(boxes[0].text, L"An Unrecoverable Error was encountered\nThe application will be terminated now");
+    EXPECT_EQ(boxes[0].caption, L"failure_tests") << "without a window the framework's caption, not the title";
+    EXPECT_EQ(boxes[0].style, 0x10010u) << "no retry choice";
     unexpectedHandler();
-    EXPECT_EQ(box.text, L"An Unexpected Exception was thrown");
-    EXPECT_EQ(box.style, 0x10010u);
-    EXPECT_EQ(box.count, 2);
+    ASSERT_EQ(boxes.size(), 2u);
+    EXPECT_EQ(boxes[1].text, L"An Unexpected Exception was thrown");
+    EXPECT_EQ(boxes[1].style, 0x10010u);
     ::set_terminate(terminator);
     ::set_unexpected(unexpectedHandler);
     EXPECT_TRUE(cExceptionDispatcher::stopHandlingExceptionsFor());
   }).join();
-  qnSetMessageBoxHook(previous);
 }

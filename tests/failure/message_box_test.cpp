@@ -5,25 +5,10 @@
 #include <cstring>
 #include <string>
 
+#include "support/box_recorder.h"
+#include "support/error_info.h"
+
 namespace {
-
-struct Box {
-  std::wstring text, caption;
-  unsigned style = 0;
-};
-Box box;
-int answer = IDOK;
-
-int recordBox(const wchar_t* text, const wchar_t* caption, unsigned style) {
-  box = {text, caption, style};
-  return answer;
-}
-
-struct Hooked {
-  Hooked() { previous = qnSetMessageBoxHook(recordBox); }
-  ~Hooked() { qnSetMessageBoxHook(previous); }
-  QnMessageBoxHook previous;
-};
 
 std::wstring modulePath() {
   char path[4096];
@@ -32,35 +17,17 @@ std::wstring modulePath() {
   return std::wstring(path, path + std::strlen(path));
 }
 
-struct Described : IErrorInfo {
-  explicit Described(const wchar_t* text) : text(text) {}
-  HRESULT QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-  ULONG AddRef() override { return ++references; }
-  ULONG Release() override { return --references; }
-  HRESULT GetGUID(GUID*) override { return E_NOTIMPL; }
-  HRESULT GetSource(BSTR*) override { return E_NOTIMPL; }
-  HRESULT GetDescription(BSTR* description) override {
-    *description = text != nullptr ? SysAllocString(text) : nullptr;
-    return S_OK;
-  }
-  HRESULT GetHelpFile(BSTR*) override { return E_NOTIMPL; }
-  HRESULT GetHelpContext(DWORD*) override { return E_NOTIMPL; }
-  const wchar_t* text;
-  ULONG references = 1;
-};
-
 }  // namespace
 
 TEST(MessageBoxes, TitlesAndCaptions) {
-  Hooked hooked;
-  answer = IDOK;
+  BoxRecorder boxes;
   // No framework thread object: the module path.
   cMessageBox plain;
   EXPECT_EQ(std::wstring(plain.title.c_str()), modulePath());
   plain.setTitle(L"Set title");
   EXPECT_EQ(plain.show(L"Text", MB_OK, 0), cMessageBox::Ok);
-  EXPECT_EQ(box.caption, L"failure_tests") << "without a parent the framework chooses the caption";
-  EXPECT_EQ(box.text, L"Text");
+  EXPECT_EQ(boxes.last().caption, L"failure_tests") << "without a parent the framework chooses the caption";
+  EXPECT_EQ(boxes.last().text, L"Text");
 
   cMessageBox given(L"", nullptr);
   EXPECT_TRUE(given.title.isEmpty()) << "the title as given, and nothing looked for";
@@ -73,8 +40,8 @@ TEST(MessageBoxes, TitlesAndCaptions) {
   EXPECT_EQ(std::wstring(withMain.title.c_str()), L"Main window caption");
   withMain.setTitle(L"Own title");
   withMain.show(L"Owned text", MB_YESNO, 7);
-  EXPECT_EQ(box.caption, L"Own title") << "with a parent the box shows the title";
-  EXPECT_EQ(box.style, MB_YESNO);
+  EXPECT_EQ(boxes.last().caption, L"Own title") << "with a parent the box shows the title";
+  EXPECT_EQ(boxes.last().style, MB_YESNO);
   cMessageBox copy(withMain);
   EXPECT_EQ(copy.parent, &main);
   EXPECT_EQ(std::wstring(copy.title.c_str()), L"Own title");
@@ -82,11 +49,11 @@ TEST(MessageBoxes, TitlesAndCaptions) {
   // An empty title keeps the default: the main window's caption.
   cException failure(L"It failed");
   EXPECT_FALSE(showExceptionMessageBox(failure, &main, cString(), false));
-  EXPECT_EQ(box.text, L"It failed");
-  EXPECT_EQ(box.caption, L"Main window caption");
-  EXPECT_EQ(box.style, 0x10010u);
+  EXPECT_EQ(boxes.last().text, L"It failed");
+  EXPECT_EQ(boxes.last().caption, L"Main window caption");
+  EXPECT_EQ(boxes.last().style, 0x10010u);
   EXPECT_FALSE(showExceptionMessageBox(failure, &main, cString(L"Given"), false));
-  EXPECT_EQ(box.caption, L"Given");
+  EXPECT_EQ(boxes.last().caption, L"Given");
 
   main.DestroyWindow();
   cMessageBox deadMain(&main);
@@ -95,28 +62,27 @@ TEST(MessageBoxes, TitlesAndCaptions) {
 }
 
 TEST(MessageBoxes, RetryChoice) {
-  Hooked hooked;
+  BoxRecorder boxes;
   cException failure(L"Retry me");
-  answer = IDRETRY;
+  boxes.answerWith(IDRETRY);
   EXPECT_TRUE(showExceptionMessageBox(failure, nullptr, cString(L"Title"), true));
-  EXPECT_EQ(box.style, 0x10015u);
-  EXPECT_EQ(box.text, L"Retry me");
-  answer = IDCANCEL;
+  EXPECT_EQ(boxes.last().style, 0x10015u);
+  EXPECT_EQ(boxes.last().text, L"Retry me");
+  boxes.answerWith(IDCANCEL);
   EXPECT_FALSE(showExceptionMessageBox(failure, nullptr, cString(L"Title"), true));
-  answer = IDOK;
+  boxes.answerWith(IDOK);
   EXPECT_FALSE(showExceptionMessageBox(failure, nullptr, cString(L"Title"), false));
-  EXPECT_EQ(box.style, 0x10010u);
-  answer = 0;  // a box that could not be shown
+  EXPECT_EQ(boxes.last().style, 0x10010u);
+  boxes.answerWith(0);  // a box that could not be shown
   EXPECT_FALSE(showExceptionMessageBox(failure, nullptr, cString(L"Title"), true));
   cException empty(L"");
-  answer = IDOK;
+  boxes.answerWith(IDOK);
   showExceptionMessageBox(empty, nullptr, cString(), false);
-  EXPECT_EQ(box.text, L"") << "no replacement text for a cException";
+  EXPECT_EQ(boxes.last().text, L"") << "no replacement text for a cException";
 }
 
 TEST(MessageBoxes, TitlesFromTheStringTable) {
-  Hooked hooked;
-  answer = IDOK;
+  BoxRecorder boxes;
   CWnd owner;
   ASSERT_TRUE(owner.CreateEx(0, nullptr, L"Owner caption", 0, 0, 0, 1, 1, nullptr, nullptr));
   cMessageBox titled(&owner);
@@ -125,36 +91,35 @@ TEST(MessageBoxes, TitlesFromTheStringTable) {
 
   cException failure(L"With a resource title");
   EXPECT_FALSE(showExceptionMessageBox(failure, &owner, cResourceId(501), false));
-  EXPECT_EQ(box.caption, L"Title from the string table");
-  EXPECT_EQ(box.text, L"With a resource title");
+  EXPECT_EQ(boxes.last().caption, L"Title from the string table");
+  EXPECT_EQ(boxes.last().text, L"With a resource title");
   // The id 0 stands for an empty title, which keeps the default.
   EXPECT_FALSE(showExceptionMessageBox(failure, &owner, cResourceId(0), false));
-  EXPECT_EQ(box.caption, modulePath());
-  answer = IDRETRY;
+  EXPECT_EQ(boxes.last().caption, modulePath());
+  boxes.answerWith(IDRETRY);
   EXPECT_TRUE(showExceptionMessageBox(failure, &owner, cResourceId(501), true));
-  EXPECT_EQ(box.style, 0x10015u);
+  EXPECT_EQ(boxes.last().style, 0x10015u);
 }
 
 TEST(MessageBoxes, FrameworkExceptionsAndCOMErrors) {
-  Hooked hooked;
-  answer = IDOK;
+  BoxRecorder boxes;
   CWnd owner;
   ASSERT_TRUE(owner.CreateEx(0, nullptr, L"Owner", 0, 0, 0, 1, 1, nullptr, nullptr));
   cMfcException mfc(L"Framework failure");
   showExceptionMessageBox(mfc, &owner, cString());
-  EXPECT_EQ(box.text, L"Framework failure");
-  EXPECT_EQ(box.caption, L"") << "an empty title replaces the default here";
-  EXPECT_EQ(box.style, 0x10010u);
+  EXPECT_EQ(boxes.last().text, L"Framework failure");
+  EXPECT_EQ(boxes.last().caption, L"") << "an empty title replaces the default here";
+  EXPECT_EQ(boxes.last().style, 0x10010u);
   cMfcException blank(L"");
   showExceptionMessageBox(blank, &owner, cString(L"T"));
-  EXPECT_EQ(box.text, L"Windows Exception text not available");
-  EXPECT_EQ(box.caption, L"T");
+  EXPECT_EQ(boxes.last().text, L"Windows Exception text not available");
+  EXPECT_EQ(boxes.last().caption, L"T");
 
-  Described info(L"The object says why");
+  FixedErrorInfo info(L"The object says why");
   _com_error described(E_FAIL, &info, true);
   EXPECT_EQ(std::wstring(formatCOMException(described).c_str()), L"COM Error (80004005): The object says why");
   EXPECT_EQ(info.references, 2u) << "the reference taken for the description is let go";
-  Described silent(nullptr);
+  FixedErrorInfo silent(nullptr);
   _com_error undescribed(static_cast<HRESULT>(0x80040201), &silent, true);
   EXPECT_EQ(std::wstring(formatCOMException(undescribed).c_str()), L"COM Error (80040201): IDispatch error #1");
   _com_error bare(static_cast<HRESULT>(0x80040200));
@@ -164,9 +129,9 @@ TEST(MessageBoxes, FrameworkExceptionsAndCOMErrors) {
   EXPECT_EQ(withSystemText.find(L"COM Error (5): "), 0u);
   EXPECT_NE(withSystemText.back(), L'\n') << "the system's text comes without its line break";
 
-  answer = IDRETRY;
+  boxes.answerWith(IDRETRY);
   EXPECT_TRUE(showExceptionMessageBox(described, &owner, cString(L"COM"), true));
-  EXPECT_EQ(box.text, L"COM Error (80004005): The object says why");
-  EXPECT_EQ(box.caption, L"COM");
-  EXPECT_EQ(box.style, 0x10015u);
+  EXPECT_EQ(boxes.last().text, L"COM Error (80004005): The object says why");
+  EXPECT_EQ(boxes.last().caption, L"COM");
+  EXPECT_EQ(boxes.last().style, 0x10015u);
 }

@@ -1,27 +1,7 @@
 #include <gtest/gtest.h>
 #include <qnlith/framework.h>
 
-namespace {
-
-// An error object that counts its references.
-struct Description : IErrorInfo {
-  explicit Description(const wchar_t* text) : text(text) {}
-  HRESULT QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-  ULONG AddRef() override { return ++references; }
-  ULONG Release() override { return --references; }
-  HRESULT GetGUID(GUID*) override { return E_NOTIMPL; }
-  HRESULT GetSource(BSTR*) override { return E_NOTIMPL; }
-  HRESULT GetDescription(BSTR* description) override {
-    *description = text != nullptr ? SysAllocString(text) : nullptr;
-    return S_OK;
-  }
-  HRESULT GetHelpFile(BSTR*) override { return E_NOTIMPL; }
-  HRESULT GetHelpContext(DWORD*) override { return E_NOTIMPL; }
-  const wchar_t* text;
-  ULONG references = 1;
-};
-
-}  // namespace
+#include "support/error_info.h"
 
 TEST(ComError, ErrorMessageFallsBackToTheDispatchNumberOrTheCode) {
   const _com_error dispatch(static_cast<HRESULT>(0x80040201));
@@ -46,7 +26,7 @@ TEST(ComError, ErrorMessageFallsBackToTheDispatchNumberOrTheCode) {
 }
 
 TEST(ComError, HoldsItsErrorObjectByReference) {
-  Description info(L"Described");
+  FixedErrorInfo info(L"Described");
   {
     _com_error error(E_FAIL, &info, true);
     EXPECT_EQ(info.references, 2u);

@@ -4,24 +4,9 @@
 #include <atomic>
 #include <string>
 
+#include "support/box_recorder.h"
+
 namespace {
-
-struct Box {
-  std::wstring text, caption;
-  unsigned style = 0;
-};
-Box lastBox;
-
-int answerOk(const wchar_t* text, const wchar_t* caption, unsigned style) {
-  lastBox = {text, caption, style};
-  return IDOK;
-}
-
-struct Hooked {
-  Hooked() { previous = qnSetMessageBoxHook(answerOk); }
-  ~Hooked() { qnSetMessageBoxHook(previous); }
-  QnMessageBoxHook previous;
-};
 
 std::atomic<CWinThread*> seenThread{nullptr};
 std::atomic<int> destroyed{0};
@@ -74,7 +59,7 @@ TEST(FrameworkThreads, TheApplicationIsTheMainThreadsObject) {
     EXPECT_STREQ(AfxGetAppName(), L"Test application");
     EXPECT_EQ(app.m_nThreadID, GetCurrentThreadId());
 
-    Hooked hooked;
+    BoxRecorder boxes;
     CWnd main;
     ASSERT_TRUE(main.CreateEx(0, L"frame", L"Main caption", 0, 0, 0, 100, 100, nullptr, nullptr));
     app.m_pMainWnd = &main;
@@ -83,33 +68,33 @@ TEST(FrameworkThreads, TheApplicationIsTheMainThreadsObject) {
     main.GetWindowTextW(caption);
     EXPECT_STREQ(caption.GetString(), L"Main caption");
     EXPECT_EQ(AfxMessageBox(L"Hello", MB_OKCANCEL | MB_ICONHAND), IDOK);
-    EXPECT_EQ(lastBox.text, L"Hello");
-    EXPECT_EQ(lastBox.caption, L"Test application");
-    EXPECT_EQ(lastBox.style, MB_OKCANCEL | MB_ICONHAND);
+    EXPECT_EQ(boxes.last().text, L"Hello");
+    EXPECT_EQ(boxes.last().caption, L"Test application");
+    EXPECT_EQ(boxes.last().style, MB_OKCANCEL | MB_ICONHAND);
     EXPECT_EQ(main.MessageBoxW(L"Owned", L"Own caption", MB_YESNO), IDOK);
-    EXPECT_EQ(lastBox.caption, L"Own caption");
+    EXPECT_EQ(boxes.last().caption, L"Own caption");
     EXPECT_EQ(main.MessageBoxW(L"Owned"), IDOK);
-    EXPECT_EQ(lastBox.caption, L"Test application");
+    EXPECT_EQ(boxes.last().caption, L"Test application");
     EXPECT_TRUE(main.DestroyWindow());
     EXPECT_FALSE(IsWindow(main.m_hWnd));
     app.m_pMainWnd = nullptr;
   }
   EXPECT_EQ(AfxGetApp(), nullptr);
   EXPECT_EQ(AfxGetThread(), nullptr);
-  Hooked hooked;
+  BoxRecorder boxes;
   EXPECT_EQ(AfxMessageBox(L"No application"), IDOK);
-  EXPECT_EQ(lastBox.caption, L"framework_tests") << "the program's name";
-  EXPECT_EQ(lastBox.style, MB_OK);
+  EXPECT_EQ(boxes.last().caption, L"framework_tests") << "the program's name";
+  EXPECT_EQ(boxes.last().style, MB_OK);
 }
 
 TEST(FrameworkThreads, ProcessWndProcExceptionReportsInABox) {
-  Hooked hooked;
+  BoxRecorder boxes;
   CWinThread thread;
   COleException failure;
   failure.m_sc = E_FAIL;
   EXPECT_EQ(thread.ProcessWndProcException(&failure, nullptr), 0);
-  EXPECT_EQ(lastBox.text, L"OLE error 0x80004005.");
+  EXPECT_EQ(boxes.last().text, L"OLE error 0x80004005.");
   CException plain;
   thread.ProcessWndProcException(&plain, nullptr);
-  EXPECT_EQ(lastBox.text, L"No error message is available.");
+  EXPECT_EQ(boxes.last().text, L"No error message is available.");
 }
