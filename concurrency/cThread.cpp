@@ -6,9 +6,9 @@
 #include <qnlith/win32.h>
 
 #include "../core/trace.h"
+#include "../failure/errorBoxes.h"
 
 namespace {
-const DWORD ErrorStyle = MB_ICONHAND | MB_SETFOREGROUND;  // 0x10010
 const DWORD ThreadNameException = 0x406D1388;
 }  // namespace
 
@@ -95,13 +95,10 @@ void cThread::setThreadName(const cString& name) {
 
 LRESULT cThread::ProcessWndProcException(CException* exception, const MSG* message) {
   QNLITH_TRACE(0x440, L"cThread :: ProcessWndProcException for 0x%p", m_hThread);
-  wchar_t buffer[2048] = {};
-  exception->GetErrorMessage(buffer, 2048, nullptr);
-  cString text(buffer);
-  if (text.isEmpty()) text = L"Windows Exception text not available";
+  const cString text = frameworkErrorText(*exception);
   cMessageBox box(nullptr);
   box.setTitle(L"cThread :: ProcessWndProcException");
-  box.show(text.c_str(), ErrorStyle, 0);
+  box.show(text.c_str(), ErrorBoxStyle, 0);
   return CWinThread::ProcessWndProcException(exception, message);
 }
 

@@ -98,72 +98,63 @@ void cExceptionDispatcher::windowsSEHFilter(unsigned int, EXCEPTION_POINTERS* po
   throw cException(exception);
 }
 
+namespace {
+
+// The codes whose text takes the faulting address and the main module's path.
+struct CodeText {
+  DWORD code;
+  const wchar_t* format;
+};
+
+constexpr CodeText CodeTexts[] = {
+    {EXCEPTION_GUARD_PAGE, L"A Guard Page exception occurred at \naddress 0x%Ix in file %s"},
+    {EXCEPTION_DATATYPE_MISALIGNMENT, L"A data misalignment violation occurred at \naddress 0x%Ix in file %s"},
+    {EXCEPTION_IN_PAGE_ERROR, L"An inpage error violation occurred at \naddress 0x%Ix in file %s"},
+    {EXCEPTION_ILLEGAL_INSTRUCTION, L"An illegal instruction violation occurred at \naddress 0x%Ix in file %s"},
+    {EXCEPTION_NONCONTINUABLE_EXCEPTION,
+     L"A noncontinuable exception violation occurred at \naddress 0x%Ix in file %s"},
+    {EXCEPTION_INVALID_DISPOSITION, L"An invalid disposition violation occurred at \naddress 0x%Ix in file %s"},
+    {EXCEPTION_ARRAY_BOUNDS_EXCEEDED, L"An Array Bounds violation occurred at \naddress 0x%Ix in file %s"},
+    {EXCEPTION_FLT_DENORMAL_OPERAND, L"A Float Denormal Operand violation occurred at \naddress 0x%Ix in file %s"},
+    {EXCEPTION_FLT_DIVIDE_BY_ZERO, L"A Floating Point violation occurred at \naddress 0x%Ix in file %s"},
+    {EXCEPTION_FLT_INVALID_OPERATION, L"A Floating Point violation occurred at \naddress 0x%Ix in file %s"},
+    {EXCEPTION_FLT_OVERFLOW, L"A Floating Point violation occurred at \naddress 0x%Ix in file %s"},
+    {EXCEPTION_FLT_STACK_CHECK, L"A Floating Point violation occurred at \naddress 0x%Ix in file %s"},
+    {EXCEPTION_FLT_UNDERFLOW, L"A Floating Point violation occurred at \naddress 0x%Ix in file %s"},
+    {EXCEPTION_INT_DIVIDE_BY_ZERO, L"An integer divide by 0 violation occurred at \naddress 0x%Ix in file %s"},
+    {EXCEPTION_INT_OVERFLOW, L"An integer overflow violation occurred at \naddress 0x%Ix in file %s"},
+    {EXCEPTION_PRIV_INSTRUCTION, L"A privledged instruction violation occurred at \naddress 0x%Ix in file %s"},
+    {EXCEPTION_STACK_OVERFLOW, L"An stack overflow violation occurred at \naddress 0x%Ix in file %s"},
+};
+
+}  // namespace
+
 cString cExceptionDispatcher::formatException(DWORD code, EXCEPTION_RECORD* record) {
   wchar_t path[260];
   path[0] = L'\0';
   GetModuleFileNameW(GetModuleHandleW(nullptr), path, 260);
 
+  // The record beneath a noncontinuable one says what really happened; its
+  // text stands alone.
+  if (code == EXCEPTION_NONCONTINUABLE_EXCEPTION && record->ExceptionRecord != nullptr)
+    return formatException(record->ExceptionRecord->ExceptionCode, record->ExceptionRecord);
+
   // Addresses are 64 bits here: %Ix prints them whole.
   void* const address = record->ExceptionAddress;
   cString text;
-  switch (code) {
-    case EXCEPTION_ACCESS_VIOLATION:
-      text.format(L"An access violation occurred at \naddress 0x%Ix in file\n%s\nAddress 0x%Ix could not be %s!", address,
-                  path, record->ExceptionInformation[1], record->ExceptionInformation[0] == 0 ? L"read" : L"written");
-      break;
-    case EXCEPTION_GUARD_PAGE:
-      text.format(L"A Guard Page exception occurred at \naddress 0x%Ix in file %s", address, path);
-      break;
-    case EXCEPTION_DATATYPE_MISALIGNMENT:
-      text.format(L"A data misalignment violation occurred at \naddress 0x%Ix in file %s", address, path);
-      break;
-    case EXCEPTION_BREAKPOINT:
-    case EXCEPTION_SINGLE_STEP:
-      break;
-    case EXCEPTION_IN_PAGE_ERROR:
-      text.format(L"An inpage error violation occurred at \naddress 0x%Ix in file %s", address, path);
-      break;
-    case EXCEPTION_ILLEGAL_INSTRUCTION:
-      text.format(L"An illegal instruction violation occurred at \naddress 0x%Ix in file %s", address, path);
-      break;
-    case EXCEPTION_NONCONTINUABLE_EXCEPTION:
-      // The record beneath says what really happened; its text stands alone.
-      if (record->ExceptionRecord != nullptr)
-        return formatException(record->ExceptionRecord->ExceptionCode, record->ExceptionRecord);
-      text.format(L"A noncontinuable exception violation occurred at \naddress 0x%Ix in file %s", address, path);
-      break;
-    case EXCEPTION_INVALID_DISPOSITION:
-      text.format(L"An invalid disposition violation occurred at \naddress 0x%Ix in file %s", address, path);
-      break;
-    case EXCEPTION_ARRAY_BOUNDS_EXCEEDED:
-      text.format(L"An Array Bounds violation occurred at \naddress 0x%Ix in file %s", address, path);
-      break;
-    case EXCEPTION_FLT_DENORMAL_OPERAND:
-      text.format(L"A Float Denormal Operand violation occurred at \naddress 0x%Ix in file %s", address, path);
-      break;
-    case EXCEPTION_FLT_DIVIDE_BY_ZERO:
-    case EXCEPTION_FLT_INVALID_OPERATION:
-    case EXCEPTION_FLT_OVERFLOW:
-    case EXCEPTION_FLT_STACK_CHECK:
-    case EXCEPTION_FLT_UNDERFLOW:
-      text.format(L"A Floating Point violation occurred at \naddress 0x%Ix in file %s", address, path);
-      break;
-    case EXCEPTION_INT_DIVIDE_BY_ZERO:
-      text.format(L"An integer divide by 0 violation occurred at \naddress 0x%Ix in file %s", address, path);
-      break;
-    case EXCEPTION_INT_OVERFLOW:
-      text.format(L"An integer overflow violation occurred at \naddress 0x%Ix in file %s", address, path);
-      break;
-    case EXCEPTION_PRIV_INSTRUCTION:
-      text.format(L"A privledged instruction violation occurred at \naddress 0x%Ix in file %s", address, path);
-      break;
-    case EXCEPTION_STACK_OVERFLOW:
-      text.format(L"An stack overflow violation occurred at \naddress 0x%Ix in file %s", address, path);
-      break;
-    default:
-      text.format(L"A User exception 0x%x occurred at \naddress 0x%Ix in file %s", code, address, path);
-      break;
+  if (code == EXCEPTION_BREAKPOINT || code == EXCEPTION_SINGLE_STEP) return text;
+  if (code == EXCEPTION_ACCESS_VIOLATION) {
+    text.format(L"An access violation occurred at \naddress 0x%Ix in file\n%s\nAddress 0x%Ix could not be %s!", address,
+                path, record->ExceptionInformation[1], record->ExceptionInformation[0] == 0 ? L"read" : L"written");
+    return text;
   }
+  for (const CodeText& entry : CodeTexts) {
+    if (entry.code == code) {
+      text.format(entry.format, address, path);
+      return text;
+    }
+  }
+  text.format(L"A User exception 0x%x occurred at \naddress 0x%Ix in file %s", code, address, path);
   return text;
 }
 

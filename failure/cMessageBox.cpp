@@ -2,15 +2,14 @@
 #include <qnlith/system/cResourceLibrary.h>
 #include <qnlith/win32.h>
 
-namespace {
+#include "errorBoxes.h"
 
-const DWORD ErrorStyle = MB_ICONHAND | MB_SETFOREGROUND;                   // 0x10010
-const DWORD ErrorWithRetryStyle = MB_ICONHAND | MB_SETFOREGROUND | MB_RETRYCANCEL;  // 0x10015
+namespace {
 
 bool showText(const cString& text, CWnd* parent, const cString& title, bool retry) {
   cMessageBox box(parent);
   if (!title.isEmpty()) box.setTitle(title.c_str());
-  return box.show(text.c_str(), retry ? ErrorWithRetryStyle : ErrorStyle, 0) == cMessageBox::Retry;
+  return box.show(text.c_str(), retry ? ErrorBoxWithRetryStyle : ErrorBoxStyle, 0) == cMessageBox::Retry;
 }
 
 }  // namespace
@@ -72,13 +71,10 @@ bool showExceptionMessageBox(_com_error& error, CWnd* parent, const cString& tit
 }
 
 void showExceptionMessageBox(cMfcException& exception, CWnd* parent, const cString& title) {
-  wchar_t buffer[2048] = {};
-  exception.GetErrorMessage(buffer, 2048, nullptr);
-  cString text(buffer);
-  if (text.isEmpty()) text = L"Windows Exception text not available";
+  const cString text = frameworkErrorText(exception);
   cMessageBox box(parent);
   box.setTitle(title.c_str());
-  box.show(text.c_str(), ErrorStyle, 0);
+  box.show(text.c_str(), ErrorBoxStyle, 0);
 }
 
 cString formatCOMException(_com_error& error) {

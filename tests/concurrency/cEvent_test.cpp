@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "concurrency/private_access.h"
-#include "wait_helpers.h"
+#include "support/wait_helpers.h"
 
 using qntest::eventually;
 using qntest::staysFalse;

@@ -11,7 +11,7 @@
 #include <string>
 #include <thread>
 
-#include "fault_helpers.h"
+#include "support/fault_helpers.h"
 #include "support/box_recorder.h"
 
 namespace {

@@ -8,17 +8,11 @@
 #include <string>
 #include <thread>
 
-#include "fault_helpers.h"
+#include "support/fault_helpers.h"
 #include "support/box_recorder.h"
+#include "support/program_path.h"
 
 namespace {
-
-std::wstring modulePath() {
-  char path[4096];
-  const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
-  path[n > 0 ? n : 0] = '\0';
-  return std::wstring(path, path + std::strlen(path));
-}
 
 template <typename Body>
 std::wstring translated(Body body) {
@@ -77,7 +71,7 @@ TEST(ExceptionDispatcher, SetsUpEachThreadOnce) {
 TEST(ExceptionDispatcher, FaultsArriveAsExceptionsWithTheirTexts) {
   std::thread([] {
     ASSERT_TRUE(cExceptionDispatcher::handleExceptionsFor());
-    const std::wstring path = modulePath();
+    const std::wstring path = programPath();
     // Twice: the translator stays in force after each throw.
     for (int round = 0; round < 2; ++round) {
       expectAddressIn(translated([] { faults::divide(1, 0); }),
@@ -123,7 +117,7 @@ TEST(ExceptionDispatcher, EveryCodeOfTheTable) {
   std::thread([] {
     ASSERT_TRUE(cExceptionDispatcher::handleExceptionsFor());
     const _se_translator_function translator = installedTranslator();
-    const std::wstring path = modulePath();
+    const std::wstring path = programPath();
     struct Row {
       DWORD code;
       const wchar_t* start;

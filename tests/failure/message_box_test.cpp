@@ -1,29 +1,17 @@
 #include <gtest/gtest.h>
 #include <qnlith/qnlith.h>
-#include <unistd.h>
 
-#include <cstring>
 #include <string>
 
 #include "support/box_recorder.h"
 #include "support/error_info.h"
-
-namespace {
-
-std::wstring modulePath() {
-  char path[4096];
-  const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
-  path[n > 0 ? n : 0] = '\0';
-  return std::wstring(path, path + std::strlen(path));
-}
-
-}  // namespace
+#include "support/program_path.h"
 
 TEST(MessageBoxes, TitlesAndCaptions) {
   BoxRecorder boxes;
   // No framework thread object: the module path.
   cMessageBox plain;
-  EXPECT_EQ(std::wstring(plain.title.c_str()), modulePath());
+  EXPECT_EQ(std::wstring(plain.title.c_str()), programPath());
   plain.setTitle(L"Set title");
   EXPECT_EQ(plain.show(L"Text", MB_OK, 0), cMessageBox::Ok);
   EXPECT_EQ(boxes.last().caption, L"failure_tests") << "without a parent the framework chooses the caption";
@@ -57,7 +45,7 @@ TEST(MessageBoxes, TitlesAndCaptions) {
 
   main.DestroyWindow();
   cMessageBox deadMain(&main);
-  EXPECT_EQ(std::wstring(deadMain.title.c_str()), modulePath()) << "a main window that is gone counts as none";
+  EXPECT_EQ(std::wstring(deadMain.title.c_str()), programPath()) << "a main window that is gone counts as none";
   app.m_pMainWnd = nullptr;
 }
 
@@ -95,7 +83,7 @@ TEST(MessageBoxes, TitlesFromTheStringTable) {
   EXPECT_EQ(boxes.last().text, L"With a resource title");
   // The id 0 stands for an empty title, which keeps the default.
   EXPECT_FALSE(showExceptionMessageBox(failure, &owner, cResourceId(0), false));
-  EXPECT_EQ(boxes.last().caption, modulePath());
+  EXPECT_EQ(boxes.last().caption, programPath());
   boxes.answerWith(IDRETRY);
   EXPECT_TRUE(showExceptionMessageBox(failure, &owner, cResourceId(501), true));
   EXPECT_EQ(boxes.last().style, 0x10015u);

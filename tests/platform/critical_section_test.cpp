@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "wait_helpers.h"
+#include "support/wait_helpers.h"
 
 TEST(CriticalSections, RecursiveAndOwned) {
   CRITICAL_SECTION section;

@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <thread>
 
-#include "fault_helpers.h"
+#include "support/fault_helpers.h"
 
 namespace {
 

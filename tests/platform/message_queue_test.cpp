@@ -4,7 +4,7 @@
 #include <atomic>
 #include <thread>
 
-#include "wait_helpers.h"
+#include "support/wait_helpers.h"
 
 using qntest::eventually;
 using qntest::staysFalse;

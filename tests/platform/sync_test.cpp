@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "wait_helpers.h"
+#include "support/wait_helpers.h"
 
 using qntest::eventually;
 using qntest::staysFalse;
