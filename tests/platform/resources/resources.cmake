@@ -90,7 +90,7 @@ add_test(NAME qnlith.resources.lists_the_twins_alike
           -P ${QN_TEST_SOURCES}/check_tool.cmake)
 
 # The function as an application gets it: from the installed package.
-if(NOT QNLITH_SANITIZE)
+if(NOT QNLITH_SANITIZE AND NOT QNLITH_TSAN)
   add_test(NAME package.qnlith_add_resources
            COMMAND ${QN_TEST_SOURCES}/check_package.sh ${PROJECT_BINARY_DIR} ${QN_TEST_SOURCES}/consumer
                    ${QN_TEST_DATA}/package)
