@@ -32,16 +32,6 @@ typedef union _ULARGE_INTEGER {
   ULONGLONG QuadPart;
 } ULARGE_INTEGER, *PULARGE_INTEGER;
 
-// Shared with the synchronisation calls' header.
-#ifndef QN_SECURITY_ATTRIBUTES_DEFINED
-#define QN_SECURITY_ATTRIBUTES_DEFINED
-typedef struct _SECURITY_ATTRIBUTES {
-  DWORD nLength;
-  LPVOID lpSecurityDescriptor;
-  BOOL bInheritHandle;
-} SECURITY_ATTRIBUTES, *PSECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
-#endif
-
 // Only the offset is used: a read or write with a record happens at that
 // offset and leaves the file pointer behind the bytes moved.
 typedef struct _OVERLAPPED {

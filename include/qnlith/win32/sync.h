@@ -11,16 +11,6 @@
 #define WAIT_FAILED 0xFFFFFFFFu
 #define MAXIMUM_WAIT_OBJECTS 64
 
-#ifndef QN_SECURITY_ATTRIBUTES_DEFINED
-#define QN_SECURITY_ATTRIBUTES_DEFINED
-// Accepted and ignored: objects are private to the process.
-typedef struct _SECURITY_ATTRIBUTES {
-  DWORD nLength;
-  LPVOID lpSecurityDescriptor;
-  BOOL bInheritHandle;
-} SECURITY_ATTRIBUTES, *PSECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
-#endif
-
 // The layout of the 64-bit structure. The fields are the lock's own: the
 // lock word, the owner's recursion, the owner's thread id and the spin count.
 typedef struct _RTL_CRITICAL_SECTION {

@@ -128,3 +128,11 @@ typedef HKEY* PHKEY;
 #define HRESULT_FROM_WIN32(x) \
   (static_cast<HRESULT>(x) <= 0 ? static_cast<HRESULT>(x) \
                                 : static_cast<HRESULT>((static_cast<DWORD>(x) & 0x0000FFFF) | (7u << 16) | 0x80000000u))
+
+// Taken by the calls that create files, threads and synchronisation objects.
+// Only bInheritHandle has a meaning here, and only for files.
+typedef struct _SECURITY_ATTRIBUTES {
+  DWORD nLength;
+  LPVOID lpSecurityDescriptor;
+  BOOL bInheritHandle;
+} SECURITY_ATTRIBUTES, *PSECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
