@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 #include <qnlith/qnlith.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 
 #include "support/temporary_registry.h"
+#include "support/thrown_text.h"
 
 namespace {
 
@@ -27,15 +27,6 @@ DWORD storedDword(HKEY root, const wchar_t* path, const wchar_t* name, LONG* err
   }
   if (error != nullptr) *error = e;
   return value;
-}
-
-std::wstring thrownText(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const cException& e) {
-    return e.text;
-  }
-  return L"<nothing thrown>";
 }
 
 }  // namespace
