@@ -22,25 +22,6 @@ bool indexFails(F f) {
   return false;
 }
 
-// The current directory and PATH for a scope.
-class Environment {
- public:
-  explicit Environment(const std::filesystem::path& directory, const char* path = nullptr)
-      : previousDirectory_(std::filesystem::current_path()) {
-    if (const char* old = std::getenv("PATH")) previousPath_ = old;
-    std::filesystem::current_path(directory);
-    if (path != nullptr) ::setenv("PATH", path, 1);
-  }
-  ~Environment() {
-    std::filesystem::current_path(previousDirectory_);
-    ::setenv("PATH", previousPath_.c_str(), 1);
-  }
-
- private:
-  std::filesystem::path previousDirectory_;
-  std::string previousPath_;
-};
-
 }  // namespace
 
 TEST(cFileSystem, CompositionTable) {
@@ -246,7 +227,7 @@ TEST(cFileSystem, AbsolutePathResolvesTheDirectoryPart) {
   ScratchDirectory dir;
   std::filesystem::create_directories(dir.path("work"));
   std::filesystem::create_directories(dir.path("x"));
-  Environment in(dir.path("work"));
+  InDirectory in(dir.path("work"));
   const std::wstring work = dir.wide("work");
   const std::wstring root = dir.wide();
 
@@ -278,7 +259,7 @@ TEST(cFileSystem, SearchPathLooksHereThenAlongPath) {
   dir.write("bin/tool", "");
   dir.write("local", "");
   const std::string path = "/nonexistent:" + dir.path("bin").string();
-  Environment in(dir.path(), path.c_str());
+  InDirectory in(dir.path(), path);
 
   cString name(L"local");
   EXPECT_TRUE(cFileSystem::searchPath(name));

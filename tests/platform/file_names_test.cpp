@@ -11,18 +11,6 @@ namespace {
 
 DWORD error() { return GetLastError(); }
 
-// The current directory for a scope.
-class InDirectory {
- public:
-  explicit InDirectory(const std::filesystem::path& directory) : previous_(std::filesystem::current_path()) {
-    std::filesystem::current_path(directory);
-  }
-  ~InDirectory() { std::filesystem::current_path(previous_); }
-
- private:
-  std::filesystem::path previous_;
-};
-
 }  // namespace
 
 TEST(FileAttributes, AsWin32ReportsThem) {
