@@ -183,8 +183,3 @@ TEST(cBuffer, CopiesShareTheBlockAndFreeItOnce) {
   EXPECT_EQ(bytes(*owner), "oooo") << "the copy's end leaves the block alone";
   delete owner;  // the sanitizer build sees a second free or a leak
 }
-
-TEST(cBuffer, StaticFigures) {
-  EXPECT_EQ(cBuffer::maxDmaTransferSize(), 65536u);
-  EXPECT_EQ(cBuffer::bufferAlignment(), 0u);
-}

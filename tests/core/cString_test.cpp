@@ -83,7 +83,6 @@ TEST(cString, SearchAndEditEdges) {
   EXPECT_EQ(s.find(L"", 6), 6);
   EXPECT_EQ(s.find(cString(L"ca")), 2);
   EXPECT_EQ(s.reverseFind(L'b'), 4);
-  EXPECT_EQ(cString::npos, -1);
 
   cString r(s);
   r.remove(6);

@@ -31,14 +31,6 @@ DWORD storedDword(HKEY root, const wchar_t* path, const wchar_t* name, LONG* err
 
 }  // namespace
 
-TEST(cRegistryNode, RootKeysAreThePlatformsPredefinedKeys) {
-  EXPECT_EQ(cRegistryNode::Classes, HKEY_CLASSES_ROOT);
-  EXPECT_EQ(cRegistryNode::CurrentUser, HKEY_CURRENT_USER);
-  EXPECT_EQ(cRegistryNode::LocalMachine, HKEY_LOCAL_MACHINE);
-  EXPECT_EQ(cRegistryNode::Users, HKEY_USERS);
-  EXPECT_EQ(static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(cRegistryNode::Users)), 0x80000003u);
-}
-
 TEST(cRegistryNode, OnlyTheExactMachineRootNameLeavesTheUsersRoot) {
   TemporaryRegistry store;
   { cRegistryNode node(L"Software\\ByName", L"HKEY_LOCAL_MACHINE", true); }
