@@ -4,12 +4,10 @@
 #include <atomic>
 #include <optional>
 #include <thread>
-#include <vector>
 
 #include "concurrency/private_access.h"
 #include "support/wait_helpers.h"
 
-using qntest::eventually;
 using qntest::staysFalse;
 
 namespace {
@@ -41,29 +39,20 @@ TEST(cCriticalSection, RecursiveAndExclusive) {
   other.join();
   EXPECT_TRUE(entered);
 
-  cPersistentCriticalSection persistent;
-  long counter = 0;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < 10000; ++i) {
-        persistent.lock();
-        ++counter;
-        persistent.unlock();
-      }
-    });
-  }
-  for (auto& t : threads) t.join();
-  EXPECT_EQ(counter, 40000);
-
-  cCriticalSection target;
-  target = section;  // neither is in use
-  target.Lock();
-  target.Unlock();
-  cPersistentCriticalSection persistentTarget;
-  persistentTarget = persistent;
-  persistentTarget.lock();
-  persistentTarget.unlock();
+  // The persistent form holds the same way, also once assigned.
+  cPersistentCriticalSection persistent, target;
+  target = persistent;
+  target.lock();
+  std::atomic<bool> took{false};
+  std::thread waiter([&] {
+    target.lock();
+    took = true;
+    target.unlock();
+  });
+  EXPECT_TRUE(staysFalse([&] { return took.load(); }));
+  target.unlock();
+  waiter.join();
+  EXPECT_TRUE(took);
 }
 
 TEST(cSemaphore, Counting) {
@@ -74,23 +63,7 @@ TEST(cSemaphore, Counting) {
   EXPECT_FALSE(one.wait(0));
   for (int i = 0; i < 5; ++i) one.signal();
   for (int i = 0; i < 5; ++i) EXPECT_TRUE(one.wait(0));
-  EXPECT_FALSE(one.wait(10));
-
-  std::atomic<int> through{0};
-  std::vector<std::thread> waiters;
-  for (int i = 0; i < 3; ++i) {
-    waiters.emplace_back([&] {
-      if (empty.wait(0xFFFFFFFF)) ++through;
-    });
-  }
-  EXPECT_TRUE(staysFalse([&] { return through > 0; }));
-  empty.signal();
-  empty.signal();
-  EXPECT_TRUE(eventually([&] { return through == 2; }));
-  EXPECT_TRUE(staysFalse([&] { return through > 2; }));
-  empty.signal();
-  for (auto& t : waiters) t.join();
-  EXPECT_EQ(through, 3);
+  EXPECT_FALSE(one.wait(0));
 }
 
 TEST(cSemaphore, DestructionGivesOneCount) {
@@ -155,19 +128,6 @@ TEST(cMutexSemaphore, DestructorReleasesBeforeClosing) {
 
 TEST(cResourceLock, HoldsForItsScope) {
   cMutexSemaphore mutex;
-  long counter = 0;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < 1000; ++i) {
-        cResourceLock lock(mutex);
-        ++counter;
-      }
-    });
-  }
-  for (auto& t : threads) t.join();
-  EXPECT_EQ(counter, 4000);
-
   {
     cResourceLock lock(mutex);
     EXPECT_FALSE(otherThreadTakes(mutex));

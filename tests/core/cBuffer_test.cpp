@@ -71,19 +71,6 @@ TEST(cBuffer, IndexesAreTested) {
   EXPECT_EQ(failureOf([&] { c[DWORD{5}]; }), L"Index < size()");
   EXPECT_EQ(failureOf([&] { b[5]; }), L"uint(Index) < size()");
   EXPECT_EQ(failureOf([&] { c[-1]; }), L"uint(Index) < size()") << "a negative index reads as a large number";
-
-  // A bare-text failure is no std::exception and may be caught as void*.
-  bool caught = false;
-  try {
-    try {
-      b[-1];
-    } catch (const std::exception&) {
-      FAIL() << "caught as std::exception";
-    }
-  } catch (void* text) {
-    caught = std::wcscmp(static_cast<const wchar_t*>(text), L"uint(Index) < size()") == 0;
-  }
-  EXPECT_TRUE(caught);
 }
 
 TEST(cBuffer, WritesTestTheirRangeBeforeTouchingAByte) {
@@ -182,9 +169,4 @@ TEST(cBuffer, CopiesShareTheBlockAndFreeItOnce) {
   }
   EXPECT_EQ(bytes(*owner), "oooo") << "the copy's end leaves the block alone";
   delete owner;  // the sanitizer build sees a second free or a leak
-}
-
-TEST(cBuffer, StaticFigures) {
-  EXPECT_EQ(cBuffer::maxDmaTransferSize(), 65536u);
-  EXPECT_EQ(cBuffer::bufferAlignment(), 0u);
 }

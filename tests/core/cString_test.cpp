@@ -6,20 +6,7 @@
 #include <cstring>
 #include <string>
 
-namespace {
-
-// The text of the cException that f throws, or "(none)".
-template <typename F>
-std::wstring failureOf(F f) {
-  try {
-    f();
-  } catch (const cException& e) {
-    return e.text;
-  }
-  return L"(none)";
-}
-
-}  // namespace
+#include "support/thrown_text.h"
 
 TEST(cString, AsUintParsesWithPrefixAndRadix) {
   EXPECT_EQ(cString(L"0x1f").asUint(false), 31u);
@@ -32,17 +19,17 @@ TEST(cString, AsUintParsesWithPrefixAndRadix) {
 }
 
 TEST(cString, AsUintFailsAtTheFirstInvalidCharacter) {
-  EXPECT_EQ(failureOf([] { cString(L"ff").asUint(false); }),
+  EXPECT_EQ(thrownText([] { cString(L"ff").asUint(false); }),
             L"cString :: asUint() - 'ff' is an Invalid number at index 0");
-  EXPECT_EQ(failureOf([] { cString(L"0x").asUint(false); }),
+  EXPECT_EQ(thrownText([] { cString(L"0x").asUint(false); }),
             L"cString :: asUint() - '0x' is an Invalid number at index 1");
-  EXPECT_EQ(failureOf([] { cString(L" 1").asUint(); }),
+  EXPECT_EQ(thrownText([] { cString(L" 1").asUint(); }),
             L"cString :: asUint() - ' 1' is an Invalid number at index 0");
-  EXPECT_EQ(failureOf([] { cString(L"-1").asUint(); }),
+  EXPECT_EQ(thrownText([] { cString(L"-1").asUint(); }),
             L"cString :: asUint() - '-1' is an Invalid number at index 0");
-  EXPECT_EQ(failureOf([] { cString(L"12 ").asUint(); }),
+  EXPECT_EQ(thrownText([] { cString(L"12 ").asUint(); }),
             L"cString :: asUint() - '12 ' is an Invalid number at index 2");
-  EXPECT_EQ(failureOf([] { cString(L"0xfg").asUint(); }),
+  EXPECT_EQ(thrownText([] { cString(L"0xfg").asUint(); }),
             L"cString :: asUint() - '0xfg' is an Invalid number at index 3");
 }
 
@@ -71,7 +58,7 @@ TEST(cString, FormatMessageUsesNumberedInserts) {
   EXPECT_EQ(s, L"second before 5\r\n");
   // An empty result is the one failure the call reports.
   s = L"kept";
-  EXPECT_EQ(failureOf([&] { s.formatMessage(L""); }), L"cString::formatMessage() Out Of Memory");
+  EXPECT_EQ(thrownText([&] { s.formatMessage(L""); }), L"cString::formatMessage() Out Of Memory");
   EXPECT_EQ(s, L"kept");
 }
 
@@ -96,7 +83,6 @@ TEST(cString, SearchAndEditEdges) {
   EXPECT_EQ(s.find(L"", 6), 6);
   EXPECT_EQ(s.find(cString(L"ca")), 2);
   EXPECT_EQ(s.reverseFind(L'b'), 4);
-  EXPECT_EQ(cString::npos, -1);
 
   cString r(s);
   r.remove(6);

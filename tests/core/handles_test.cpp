@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 #include <qnlith/qnlith.h>
 
-#include <thread>
-#include <vector>
-
 TEST(HandleWrappers, OnlyTheAllOnesPointerIsInvalid) {
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(cHandle::InvalidHandle), ~std::uintptr_t{0});
   EXPECT_EQ(cHandle::InvalidHandle, INVALID_HANDLE_VALUE);
@@ -15,19 +12,8 @@ TEST(HandleWrappers, OnlyTheAllOnesPointerIsInvalid) {
   EXPECT_TRUE(cHandle(nullptr).isValid());
   EXPECT_FALSE(cHandle(cHandle::InvalidHandle).isValid());
 
-  // The conversions give the stored value, typed.
-  HMODULE main = GetModuleHandleW(nullptr);
-  const cModuleHandle module(main);
-  EXPECT_EQ(static_cast<HINSTANCE>(module), main);
-  int anything;
-  EXPECT_EQ(static_cast<void*>(cAnchorBlockHandle(&anything)), &anything);
-  cBitmapHandle bitmap(reinterpret_cast<void*>(0x1234));
-  EXPECT_EQ(static_cast<HBITMAP>(bitmap), reinterpret_cast<HBITMAP>(0x1234));
-  cPointerHandle pointer;
-  pointer = cPointerHandle(reinterpret_cast<void*>(0x40));
-  EXPECT_EQ(static_cast<HICON>(pointer), reinterpret_cast<HICON>(0x40));
-
   // isValid is virtual: a base reference answers for the derived object.
+  const cModuleHandle module(GetModuleHandleW(nullptr));
   const cHandle& base = module;
   EXPECT_TRUE(base.isValid());
 }
@@ -77,22 +63,8 @@ TEST(ReferenceCounted, CountsWithoutEverDeleting) {
   EXPECT_EQ(five.useCount(), 6u);
 }
 
-TEST(ReferenceCounted, ThreadsNeverLoseACount) {
-  Counted object(0);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&object] {
-      for (int i = 0; i < 20000; ++i) object.addReference();
-      for (int i = 0; i < 10000; ++i) object.removeReference();
-    });
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(object.useCount(), 40000u);
-}
-
-TEST(ThreadSafeOperations, ResultsOnSignedAndUnsignedVariables) {
-  LONG signedValue = -1;
-  EXPECT_EQ(cThreadSafeOperations::increment(signedValue), 0);
-  EXPECT_EQ(cThreadSafeOperations::decrement(signedValue), -1);
+// The unsigned forms go through the signed calls of the layer.
+TEST(ThreadSafeOperations, UnsignedVariablesWrapAsThirtyTwoBits) {
   DWORD unsignedValue = 0xFFFFFFFFu;
   EXPECT_EQ(cThreadSafeOperations::increment(unsignedValue), 0u);
   EXPECT_EQ(cThreadSafeOperations::decrement(unsignedValue), 0xFFFFFFFFu);
@@ -104,7 +76,4 @@ TEST(ThreadSafeOperations, ResultsOnSignedAndUnsignedVariables) {
   DWORD word = 0x80000000u;
   EXPECT_EQ(cThreadSafeOperations::exchange(word, 7u), 0x80000000u);
   EXPECT_EQ(word, 7u);
-
-  cThreadSafeOperations a, b;
-  EXPECT_EQ(&(a = b), &a);
 }

@@ -11,18 +11,15 @@
 #include "support/fault_helpers.h"
 #include "support/box_recorder.h"
 #include "support/program_path.h"
+#include "support/thrown_text.h"
 
 namespace {
 
 template <typename Body>
 std::wstring translated(Body body) {
-  try {
-    body();
-  } catch (const cException& e) {
-    return e.text;
-  }
-  ADD_FAILURE() << "no cException arrived";
-  return L"(none)";
+  const std::wstring text = thrownText(body);
+  EXPECT_NE(text, L"<nothing thrown>") << "no cException arrived";
+  return text;
 }
 
 // The text's faulting address, checked to lie in the function that faults and

@@ -30,25 +30,6 @@ Split split(const wchar_t* path) {
   return Split{drive, dir, name, ext};
 }
 
-// The current directory and a PATH for a scope.
-class Environment {
- public:
-  Environment(const std::filesystem::path& directory, const std::string& path)
-      : previousDirectory_(std::filesystem::current_path()) {
-    if (const char* old = std::getenv("PATH")) previousPath_ = old;
-    std::filesystem::current_path(directory);
-    ::setenv("PATH", path.c_str(), 1);
-  }
-  ~Environment() {
-    std::filesystem::current_path(previousDirectory_);
-    ::setenv("PATH", previousPath_.c_str(), 1);
-  }
-
- private:
-  std::filesystem::path previousDirectory_;
-  std::string previousPath_;
-};
-
 }  // namespace
 
 TEST(MakePath, ComposesAsDocumented) {
@@ -115,7 +96,7 @@ TEST(SearchEnv, CurrentDirectoryFirstThenPathInItsOrder) {
   dir.write("one/both", "");
   dir.write("two/both", "");
   dir.write("here", "");
-  Environment environment(dir.path(), "::" + dir.path("one").string() + ":" + dir.path("two").string() + "/");
+  InDirectory environment(dir.path(), "::" + dir.path("one").string() + ":" + dir.path("two").string() + "/");
 
   wchar_t found[_MAX_PATH];
   EXPECT_EQ(_wsearchenv_s(L"tool", L"PATH", found, _MAX_PATH), 0);

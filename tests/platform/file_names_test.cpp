@@ -11,18 +11,6 @@ namespace {
 
 DWORD error() { return GetLastError(); }
 
-// The current directory for a scope.
-class InDirectory {
- public:
-  explicit InDirectory(const std::filesystem::path& directory) : previous_(std::filesystem::current_path()) {
-    std::filesystem::current_path(directory);
-  }
-  ~InDirectory() { std::filesystem::current_path(previous_); }
-
- private:
-  std::filesystem::path previous_;
-};
-
 }  // namespace
 
 TEST(FileAttributes, AsWin32ReportsThem) {
@@ -68,6 +56,8 @@ TEST(FileNames, DeleteMoveAndCopy) {
   EXPECT_EQ(error(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
   EXPECT_FALSE(DeleteFileW(dir.wide("missing").c_str()));
   EXPECT_EQ(error(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+  EXPECT_FALSE(DeleteFileW(dir.wide("a|b").c_str()));
+  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_INVALID_NAME));
 
   EXPECT_FALSE(MoveFileW(dir.wide("a.txt").c_str(), dir.wide("b.txt").c_str()));
   EXPECT_EQ(error(), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
@@ -122,6 +112,8 @@ TEST(Directories, CreateRemoveAndTheCurrentDirectory) {
   EXPECT_FALSE(CreateDirectoryW(dir.wide("x\\y").c_str(), nullptr)) << "one level only";
   EXPECT_EQ(error(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
   EXPECT_FALSE(dir.exists("x"));
+  EXPECT_FALSE(CreateDirectoryW((dir.wide() + L"/" + std::wstring(300, L'n')).c_str(), nullptr));
+  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_FILENAME_EXCED_RANGE));
   EXPECT_TRUE(CreateDirectoryW(dir.wide("a\\b").c_str(), nullptr));
   dir.write("f", "");
 

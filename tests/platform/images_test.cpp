@@ -12,16 +12,7 @@ using patterns::Rgba;
 
 namespace {
 
-class ModuleImages : public ::testing::Test {
- protected:
-  void SetUp() override {
-    module = LoadLibraryW(wide(QN_TEST_MODULE).c_str());
-    ASSERT_NE(module, nullptr);
-  }
-  void TearDown() override { FreeLibrary(module); }
-
-  HMODULE module = nullptr;
-};
+using ModuleImages = WithTestModule;
 
 QN_IMAGE_INFO infoOf(HANDLE image) {
   QN_IMAGE_INFO info{};

@@ -1,15 +1,14 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <qnlith/win32.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 #include <string>
+
+#include "support/scratch.h"
 
 namespace {
 
@@ -188,17 +187,11 @@ TEST(MessageBox, PromptOnTheControllingTerminal) {
 TEST(MessageBox, DialogProgramsOnTheDisplay) {
   // Stand-ins for the dialog programs record how they are started and
   // answer as told.
-  char directory[] = "/tmp/qnlith-dialogs-XXXXXX";
-  ASSERT_NE(mkdtemp(directory), nullptr);
-  const std::string dir = directory, log = dir + "/log";
-  const std::string script =
-      "#!/bin/sh\nfor a in \"$0\" \"$@\"; do printf '%s\\n' \"$a\"; done > " + log +
-      "\n/bin/cat >> " + log + " </dev/stdin\nprintf '%s' \"$QN_DIALOG_OUT\"\nexit $QN_DIALOG_EXIT\n";
-  for (const char* name : {"zenity", "xmessage"}) {
-    const std::string path = dir + "/" + name;
-    std::ofstream(path) << script;
-    chmod(path.c_str(), 0755);
-  }
+  ScratchDirectory scratch;
+  const std::string dir = scratch.path().string(), log = dir + "/log";
+  const std::string script = "for a in \"$0\" \"$@\"; do printf '%s\\n' \"$a\"; done > " + log + "\n/bin/cat >> " + log +
+                             " </dev/stdin\nprintf '%s' \"$QN_DIALOG_OUT\"\nexit $QN_DIALOG_EXIT\n";
+  for (const char* name : {"zenity", "xmessage"}) scratch.script(name, script);
   static std::string searchPath;
   searchPath = dir;
   struct Case {
@@ -227,10 +220,7 @@ TEST(MessageBox, DialogProgramsOnTheDisplay) {
       return MessageBoxW(nullptr, L"-text that is no option", L"Dialog caption", current->style);
     });
     EXPECT_EQ(result, c.expected) << c.program << " " << c.exit;
-    std::ifstream in(log);
-    std::stringstream lines;
-    lines << in.rdbuf();
-    const std::string recorded = lines.str();
+    const std::string recorded = scratch.read("log");
     EXPECT_EQ(recorded.find(dir + "/" + c.program + "\n" + c.firstArgument + "\n"), 0u) << recorded;
     EXPECT_NE(recorded.find("--title=Dialog caption\n--text=-text that is no option\n--no-markup\n"),
               std::string::npos)
@@ -246,12 +236,6 @@ TEST(MessageBox, DialogProgramsOnTheDisplay) {
     return MessageBoxW(nullptr, L"-text", L"Caption", MB_ABORTRETRYIGNORE | MB_DEFBUTTON3);
   });
   EXPECT_EQ(result, IDRETRY);
-  std::ifstream in(log);
-  std::stringstream lines;
-  lines << in.rdbuf();
-  EXPECT_EQ(lines.str(), dir + "/xmessage\n-title\nCaption\n-buttons\nAbort:103,Retry:104,Ignore:105\n-default\nIgnore\n"
-                              "-center\n-file\n-\n-text\n");
-  unlink((dir + "/xmessage").c_str());
-  unlink(log.c_str());
-  rmdir(directory);
+  EXPECT_EQ(scratch.read("log"), dir + "/xmessage\n-title\nCaption\n-buttons\nAbort:103,Retry:104,Ignore:105\n-default\nIgnore\n"
+                                      "-center\n-file\n-\n-text\n");
 }

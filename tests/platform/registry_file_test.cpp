@@ -2,48 +2,22 @@
 // a round trip that gives back every key and value to the byte.
 #include <gtest/gtest.h>
 #include <qnlith/win32.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "support/run_program.h"
 #include "support/temporary_registry.h"
 
 namespace {
 
-struct Run {
-  int status = -1;
-  std::string output;
-};
-
 // Runs the qnlith tool with the arguments and collects its standard output.
-Run qnlith(const std::vector<std::string>& arguments) {
-  Run run;
-  int fds[2];
-  if (::pipe(fds) != 0) return run;
-  const pid_t pid = ::fork();
-  if (pid == 0) {
-    ::dup2(fds[1], 1);
-    ::close(fds[0]);
-    ::close(fds[1]);
-    std::vector<char*> argv{const_cast<char*>("qnlith")};
-    for (const auto& a : arguments) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    ::execv(QNLITH_TOOL, argv.data());
-    ::_exit(127);
-  }
-  ::close(fds[1]);
-  char buffer[4096];
-  ssize_t n;
-  while ((n = ::read(fds[0], buffer, sizeof buffer)) > 0) run.output.append(buffer, static_cast<std::size_t>(n));
-  ::close(fds[0]);
-  int status = 0;
-  ::waitpid(pid, &status, 0);
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
+ProgramOutcome qnlith(const std::vector<std::string>& arguments) {
+  std::string commandLine = QNLITH_TOOL;
+  for (const auto& argument : arguments) commandLine += " '" + argument + "'";
+  return runProgram(commandLine);
 }
 
 std::string readFile(const std::string& name) {

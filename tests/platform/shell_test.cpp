@@ -2,18 +2,17 @@
 // their parameters and no shell; documents and URLs go to the opener.
 #include <gtest/gtest.h>
 #include <qnlith/win32.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "../../platform/internal/cmdline.h"
+#include "support/scratch.h"
 
 using Words = std::vector<std::wstring>;
 
@@ -32,35 +31,7 @@ TEST(CommandLineSplit, FollowsTheWindowsRules) {
 
 namespace {
 
-struct Scratch {
-  Scratch() {
-    const char* base = std::getenv("QNLITH_TEST_TMP");
-    dir = std::string(base ? base : "/tmp") + "/shell-" + std::to_string(getpid());
-    std::system(("rm -rf '" + dir + "' && mkdir -p '" + dir + "'").c_str());
-  }
-  ~Scratch() { std::system(("rm -rf '" + dir + "'").c_str()); }
-  std::string script(const std::string& name, const std::string& body) const {
-    const std::string path = dir + "/" + name;
-    std::ofstream(path) << "#!/bin/sh\n" << body;
-    chmod(path.c_str(), 0755);
-    return path;
-  }
-  std::string dir;
-};
-
 std::wstring wide(const std::string& s) { return std::wstring(s.begin(), s.end()); }
-
-// Reads a file that another process writes, waiting a while for it.
-std::string awaitFile(const std::string& path) {
-  for (int i = 0; i < 500; ++i) {
-    std::ifstream in(path);
-    std::stringstream content;
-    content << in.rdbuf();
-    if (in && content.str().find("END") != std::string::npos) return content.str();
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
-  return "(never written)";
-}
 
 bool hasZombieChild() {
   const std::string command = "ps -o stat= --ppid " + std::to_string(getpid()) + " | grep -q Z";
@@ -70,8 +41,8 @@ bool hasZombieChild() {
 }  // namespace
 
 TEST(ShellExecute, RunsAProgramWithItsParametersAndNoShell) {
-  Scratch scratch;
-  const std::string marker = scratch.dir + "/marker";
+  ScratchDirectory scratch;
+  const std::string marker = scratch.path().string() + "/marker";
   const std::string program =
       scratch.script("writer", "for a in \"$@\"; do printf '[%s]\\n' \"$a\"; done > '" + marker + "'\necho END >> '" +
                                    marker + "'\n");
@@ -86,8 +57,8 @@ TEST(ShellExecute, RunsAProgramWithItsParametersAndNoShell) {
   ASSERT_TRUE(ShellExecuteExW(&info)) << GetLastError();
   EXPECT_GT(reinterpret_cast<INT_PTR>(info.hInstApp), 32);
   EXPECT_NE(info.hProcess, nullptr);
-  EXPECT_EQ(awaitFile(marker), "[plain]\n[two words]\n[$(touch]\n[pwned);echo]\n[`id`]\n[a\"b]\nEND\n");
-  EXPECT_NE(access((scratch.dir + "/pwned").c_str(), F_OK), 0);
+  EXPECT_EQ(scratch.await("marker", "END\n"), "[plain]\n[two words]\n[$(touch]\n[pwned);echo]\n[`id`]\n[a\"b]\nEND\n");
+  EXPECT_NE(access((scratch.path().string() + "/pwned").c_str(), F_OK), 0);
   EXPECT_NE(access("pwned", F_OK), 0);
   EXPECT_TRUE(CloseHandle(info.hProcess));
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -114,14 +85,14 @@ TEST(ShellExecute, RefusesWhatItCannotOpen) {
 }
 
 TEST(ShellExecute, DocumentsAndUrlsGoToTheOpener) {
-  Scratch scratch;
-  const std::string opened = scratch.dir + "/opened";
+  ScratchDirectory scratch;
+  const std::string opened = scratch.path().string() + "/opened";
   scratch.script("xdg-open", "printf '%s\\n' \"$1\" >> '" + opened + "'\n[ \"$1\" = https://example.org/x ] && echo END >> '" +
                                  opened + "'\nexit 0\n");
-  const std::string document = scratch.dir + "/notes.txt";
+  const std::string document = scratch.path().string() + "/notes.txt";
   std::ofstream(document) << "text";
   const std::string oldPath = std::getenv("PATH") ? std::getenv("PATH") : "";
-  setenv("PATH", (scratch.dir + ":" + oldPath).c_str(), 1);
+  setenv("PATH", (scratch.path().string() + ":" + oldPath).c_str(), 1);
 
   SHELLEXECUTEINFOW info{};
   info.cbSize = sizeof info;
@@ -137,7 +108,7 @@ TEST(ShellExecute, DocumentsAndUrlsGoToTheOpener) {
   info.lpFile = L"https://example.org/x";
   EXPECT_TRUE(ShellExecuteExW(&info)) << GetLastError();
   setenv("PATH", oldPath.c_str(), 1);
-  EXPECT_EQ(awaitFile(opened), document + "\nhttps://example.org/x\nEND\n");
+  EXPECT_EQ(scratch.await("opened", "END\n"), document + "\nhttps://example.org/x\nEND\n");
 
   info.lpVerb = L"print";
   EXPECT_FALSE(ShellExecuteExW(&info));

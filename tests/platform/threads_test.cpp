@@ -8,6 +8,10 @@
 #include <atomic>
 #include <thread>
 
+#include "support/wait_helpers.h"
+
+using qntest::eventually;
+
 namespace {
 
 std::atomic<int> ran{0};
@@ -23,16 +27,6 @@ DWORD WINAPI spin(LPVOID parameter) {
   auto& counter = *static_cast<std::atomic<std::uint64_t>*>(parameter);
   while (!stopSpinning.load()) counter.fetch_add(1);
   return 0;
-}
-
-// Waits (generously) until the condition holds.
-template <typename Condition>
-bool eventually(Condition condition) {
-  for (int i = 0; i < 10000; ++i) {
-    if (condition()) return true;
-    Sleep(1);
-  }
-  return false;
 }
 
 }  // namespace

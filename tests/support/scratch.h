@@ -1,5 +1,5 @@
-// Fresh temporary directories for tests on real files, and a time zone for
-// the length of a test.
+// Fresh temporary directories for tests on real files, and a current
+// directory, PATH or time zone for the length of a test.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -57,8 +57,49 @@ class ScratchDirectory {
 
   bool exists(const std::string& name) const { return std::filesystem::exists(path_ / name); }
 
+  // A shell script of that name, ready to run; its path.
+  std::string script(const std::string& name, const std::string& body) const {
+    write(name, "#!/bin/sh\n" + body);
+    std::filesystem::permissions(path_ / name, std::filesystem::perms::owner_all);
+    return (path_ / name).string();
+  }
+
+  // What another process writes to the file, once it ends with `last`;
+  // "(never written)" if that does not happen within 20 s.
+  std::string await(const std::string& name, const std::string& last) const {
+    for (int i = 0; i < 1000; ++i) {
+      const std::string content = read(name);
+      if (content.size() >= last.size() && content.compare(content.size() - last.size(), last.size(), last) == 0)
+        return content;
+      ::usleep(20000);
+    }
+    return "(never written)";
+  }
+
  private:
   std::filesystem::path path_;
+};
+
+// The current directory, and PATH when one is given, for the scope.
+class InDirectory {
+ public:
+  explicit InDirectory(const std::filesystem::path& directory, const std::optional<std::string>& path = {})
+      : previousDirectory_(std::filesystem::current_path()) {
+    if (const char* old = std::getenv("PATH")) previousPath_ = old;
+    std::filesystem::current_path(directory);
+    if (path) ::setenv("PATH", path->c_str(), 1);
+  }
+  ~InDirectory() {
+    std::filesystem::current_path(previousDirectory_);
+    if (previousPath_) ::setenv("PATH", previousPath_->c_str(), 1);
+    else ::unsetenv("PATH");
+  }
+  InDirectory(const InDirectory&) = delete;
+  InDirectory& operator=(const InDirectory&) = delete;
+
+ private:
+  std::filesystem::path previousDirectory_;
+  std::optional<std::string> previousPath_;
 };
 
 // Sets TZ for the scope and restores the previous value after it.

@@ -2,12 +2,9 @@
 #include <gtest/gtest.h>
 #include <qnlith/qnlith.h>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
 #include <string>
+
+#include "support/scratch.h"
 
 namespace {
 
@@ -115,32 +112,13 @@ TEST(cCommandLine, AReusedRecordKeepsWhatLaterCallsDoNotSet) {
 }
 
 TEST(cProcess, StartsAScriptAndRefusesAMissingFile) {
-  const char* base = std::getenv("QNLITH_TEST_TMP");
-  const std::string dir = std::string(base ? base : "/tmp") + "/process-" + std::to_string(getpid());
-  std::system(("mkdir -p '" + dir + "'").c_str());
-  const std::string marker = dir + "/marker", script = dir + "/start me.sh";
-  {
-    FILE* f = std::fopen(script.c_str(), "w");
-    std::fprintf(f, "#!/bin/sh\nprintf '%%s|' \"$@\" > '%s.tmp'\nmv '%s.tmp' '%s'\n", marker.c_str(), marker.c_str(),
-                 marker.c_str());
-    std::fclose(f);
-  }
-  chmod(script.c_str(), 0755);
-  EXPECT_TRUE(cProcess::start(cString(script.c_str()), cString(L"one \"two three\" ;rm -rf x")));
-  std::string content;
-  for (int i = 0; i < 500 && content.empty(); ++i) {
-    if (FILE* f = std::fopen(marker.c_str(), "r")) {
-      char buffer[256] = {};
-      content = std::fgets(buffer, sizeof buffer, f) ? buffer : "";
-      std::fclose(f);
-    } else {
-      usleep(20000);
-    }
-  }
-  EXPECT_EQ(content, "one|two three|;rm|-rf|x|");
+  ScratchDirectory dir;
+  const std::string marker = dir.path("marker").string();
+  dir.script("start me.sh", "printf '%s|' \"$@\" > '" + marker + "'\necho END >> '" + marker + "'\n");
+  EXPECT_TRUE(cProcess::start(cString(dir.wide("start me.sh").c_str()), cString(L"one \"two three\" ;rm -rf x")));
+  EXPECT_EQ(dir.await("marker", "END\n"), "one|two three|;rm|-rf|x|END\n");
 
   SetLastError(0);
   EXPECT_FALSE(cProcess::start(cString(L"/no/such/file.exe"), cString()));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
-  std::system(("rm -rf '" + dir + "'").c_str());
 }

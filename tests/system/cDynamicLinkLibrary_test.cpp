@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "support/thrown_text.h"
 #include "test_modules.h"
 
 using namespace testmodules;
@@ -10,16 +11,6 @@ using namespace testmodules;
 namespace {
 
 const std::wstring modulePath = wide(QN_TEST_MODULE);
-
-template <typename Action>
-std::wstring thrown(Action action) {
-  try {
-    action();
-  } catch (const cException& e) {
-    return e.text;
-  }
-  return L"<nothing>";
-}
 
 // The assignment is private; the test reaches it as a member pointer taken
 // in an explicit instantiation, where access is not checked.
@@ -86,14 +77,14 @@ TEST(DynamicLinkLibrary, ByHandleItOnlyRefers) {
 
 TEST(DynamicLinkLibrary, FailuresOfConstruction) {
   const UINT before = GetErrorMode();
-  EXPECT_EQ(thrown([] { cDynamicLinkLibrary dll(L"libqn-no-such-module.so"); }),
+  EXPECT_EQ(thrownText([] { cDynamicLinkLibrary dll(L"libqn-no-such-module.so"); }),
             L"cDynamicLinkLibrary :: open(libqn-no-such-module.so) failed");
   EXPECT_EQ(GetErrorMode(), before) << "the old error mode is back";
-  EXPECT_EQ(thrown([] { cDynamicLinkLibrary dll(wide(QN_TEST_UNRESOLVED).c_str()); }),
+  EXPECT_EQ(thrownText([] { cDynamicLinkLibrary dll(wide(QN_TEST_UNRESOLVED).c_str()); }),
             L"cDynamicLinkLibrary :: open(" + wide(QN_TEST_UNRESOLVED) + L") failed");
-  EXPECT_EQ(thrown([] { cDynamicLinkLibrary dll{cModuleHandle(reinterpret_cast<void*>(0x1000))}; }),
+  EXPECT_EQ(thrownText([] { cDynamicLinkLibrary dll{cModuleHandle(reinterpret_cast<void*>(0x1000))}; }),
             L"cDynamicLinkLibrary :: fileName(): GetModuleFileName failed");
-  EXPECT_EQ(thrown([] { cDynamicLinkLibrary dll{cModuleHandle()}; }),
+  EXPECT_EQ(thrownText([] { cDynamicLinkLibrary dll{cModuleHandle()}; }),
             L"cDynamicLinkLibrary :: fileName(): GetModuleFileName failed");
 }
 
@@ -105,20 +96,20 @@ TEST(DynamicLinkLibrary, ExportsByNameAndOrdinal) {
   EXPECT_EQ(dll.procAddress(0x10001u), add) << "the low 16 bits are the ordinal";
   EXPECT_EQ(dll.procAddress(2u), dll.procAddress(L"qnTestScale"));
 
-  EXPECT_EQ(thrown([&] { dll.procAddress(L"qnTestMissing"); }),
+  EXPECT_EQ(thrownText([&] { dll.procAddress(L"qnTestMissing"); }),
             L"cDynamicLinkLibrary :: procAddress : GetProcAddress(qnTestMissing): failed");
   // The name reaches the platform as the low byte of each character.
-  EXPECT_EQ(thrown([&] { dll.procAddress(L"\u0171nTestAdd"); }), L"<nothing>") << "U+0171 keeps its low byte 'q'";
+  EXPECT_EQ(thrownText([&] { dll.procAddress(L"\u0171nTestAdd"); }), L"<nothing thrown>") << "U+0171 keeps its low byte 'q'";
 
   char hex[16];
   std::snprintf(hex, sizeof hex, "%x",
                 static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(static_cast<HINSTANCE>(dll.handle()))));
-  EXPECT_EQ(thrown([&] { dll.procAddress(0x10003u); }),
+  EXPECT_EQ(thrownText([&] { dll.procAddress(0x10003u); }),
             L"cDynamicLinkLibrary(0x" + wide(hex) + L") :: procAddress : GetProcAddress(by ordinal:65539): failed");
 
   // 511 characters reach the platform; 512 give null without a word.
   const std::wstring long511(511, L'x');
-  EXPECT_EQ(thrown([&] { dll.procAddress(long511.c_str()); }),
+  EXPECT_EQ(thrownText([&] { dll.procAddress(long511.c_str()); }),
             L"cDynamicLinkLibrary :: procAddress : GetProcAddress(" + long511 + L"): failed");
   const std::wstring long512(512, L'x');
   EXPECT_EQ(dll.procAddress(long512.c_str()), nullptr);
@@ -129,7 +120,7 @@ TEST(DynamicLinkLibrary, AssignmentOnlyToItself) {
   const cDynamicLinkLibrary other(modulePath.c_str());
   const Assign assign = privateAssign();
   EXPECT_EQ(&(dll.*assign)(dll), &dll);
-  EXPECT_EQ(thrown([&] { (dll.*assign)(other); }), L"cDynamicLinkLibrary :: operator = Not Implemented");
+  EXPECT_EQ(thrownText([&] { (dll.*assign)(other); }), L"cDynamicLinkLibrary :: operator = Not Implemented");
   EXPECT_TRUE(dll.isOpen());
 }
 

@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 #include <qnlith/qnlith.h>
 
-#include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
+
+#include "support/run_program.h"
 
 namespace {
 
@@ -14,12 +14,7 @@ namespace {
 // in the order: Win32 Win32S NT NTNewShell 95 98 9x ME 2000 XP 2003 Vista Server2008.
 std::string flagsUnder(const char* version) {
   const std::string command = std::string("QNLITH_OS_VERSION='") + version + "' " + QNLITH_PLATFORM_FLAGS_PROBE;
-  FILE* probe = popen(command.c_str(), "r");
-  if (probe == nullptr) return "popen failed";
-  std::array<char, 64> line{};
-  const bool read = std::fgets(line.data(), line.size(), probe) != nullptr;
-  pclose(probe);
-  std::string flags = read ? line.data() : "no output";
+  std::string flags = runProgram(command).output;
   if (!flags.empty() && flags.back() == '\n') flags.pop_back();
   return flags;
 }

@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 #include <qnlith/qnlith.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 
 #include "support/temporary_registry.h"
+#include "support/thrown_text.h"
 
 namespace {
 
@@ -29,24 +29,7 @@ DWORD storedDword(HKEY root, const wchar_t* path, const wchar_t* name, LONG* err
   return value;
 }
 
-std::wstring thrownText(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const cException& e) {
-    return e.text;
-  }
-  return L"<nothing thrown>";
-}
-
 }  // namespace
-
-TEST(cRegistryNode, RootKeysAreThePlatformsPredefinedKeys) {
-  EXPECT_EQ(cRegistryNode::Classes, HKEY_CLASSES_ROOT);
-  EXPECT_EQ(cRegistryNode::CurrentUser, HKEY_CURRENT_USER);
-  EXPECT_EQ(cRegistryNode::LocalMachine, HKEY_LOCAL_MACHINE);
-  EXPECT_EQ(cRegistryNode::Users, HKEY_USERS);
-  EXPECT_EQ(static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(cRegistryNode::Users)), 0x80000003u);
-}
 
 TEST(cRegistryNode, OnlyTheExactMachineRootNameLeavesTheUsersRoot) {
   TemporaryRegistry store;

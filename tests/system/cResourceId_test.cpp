@@ -1,21 +1,14 @@
 #include <gtest/gtest.h>
 #include <qnlith/qnlith.h>
 
+#include "support/thrown_text.h"
 #include "test_modules.h"
 
 using namespace testmodules;
 
 namespace {
 
-class ModuleText : public ::testing::Test {
- protected:
-  void SetUp() override {
-    module = LoadLibraryW(wide(QN_TEST_MODULE).c_str());
-    ASSERT_NE(module, nullptr);
-  }
-  void TearDown() override { FreeLibrary(module); }
-  HMODULE module = nullptr;
-};
+using ModuleText = WithTestModule;
 
 std::wstring text(const cString& s) { return s.c_str(); }
 
@@ -63,12 +56,8 @@ TEST_F(ModuleText, ResourceStringsNeverThrow) {
   EXPECT_TRUE(s.isEmpty());
 
   // The constructor of cString lets the failure through.
-  try {
-    cString thrown(cResourceId(3, dataLibrary));
-    ADD_FAILURE() << "no exception";
-  } catch (const cException& e) {
-    EXPECT_STREQ(e.text, L"cResourceLibrary :: fileName():: GetModuleFileName failed");
-  }
+  EXPECT_EQ(thrownText([&] { cString thrown(cResourceId(3, dataLibrary)); }),
+            L"cResourceLibrary :: fileName():: GetModuleFileName failed");
   const cString loaded(cResourceId(2, library));
   EXPECT_EQ(text(loaded), L"Second string");
   FreeLibrary(data);
@@ -84,11 +73,8 @@ TEST_F(ModuleText, FormatMessageFromAResource) {
   s.formatMessage(cResourceId(70, library), L"one", 2);
   EXPECT_EQ(text(s), L"Inserts: one and 2.");
   s = L"kept";
-  try {
-    s.formatMessage(cResourceId(3, library), L"x");
-    ADD_FAILURE() << "no exception";
-  } catch (const cException& e) {
-    EXPECT_STREQ(e.text, L"cString::formatMessage() Out Of Memory") << "an empty text formats to nothing";
-  }
+  EXPECT_EQ(thrownText([&] { s.formatMessage(cResourceId(3, library), L"x"); }),
+            L"cString::formatMessage() Out Of Memory")
+      << "an empty text formats to nothing";
   EXPECT_EQ(text(s), L"kept");
 }

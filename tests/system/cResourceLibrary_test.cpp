@@ -2,6 +2,7 @@
 #include <qnlith/qnlith.h>
 
 #include "patterns.h"
+#include "support/thrown_text.h"
 #include "test_modules.h"
 
 using namespace testmodules;
@@ -11,26 +12,7 @@ namespace {
 const std::wstring programPath = wide(fullPath("/proc/self/exe"));
 const std::wstring modulePath = wide(fullPath(QN_TEST_MODULE));
 
-// The text a load throws, or "<nothing>".
-template <typename Load>
-std::wstring thrown(Load load) {
-  try {
-    load();
-  } catch (const cException& e) {
-    return e.text;
-  }
-  return L"<nothing>";
-}
-
-class ModuleLibrary : public ::testing::Test {
- protected:
-  void SetUp() override {
-    module = LoadLibraryW(wide(QN_TEST_MODULE).c_str());
-    ASSERT_NE(module, nullptr);
-  }
-  void TearDown() override { FreeLibrary(module); }
-  HMODULE module = nullptr;
-};
+using ModuleLibrary = WithTestModule;
 
 QN_IMAGE_INFO infoOf(const cHandle& image) {
   QN_IMAGE_INFO info{};
@@ -102,9 +84,9 @@ TEST_F(ModuleLibrary, StringsAndTheirFailures) {
   ASSERT_NE(data, nullptr);
   const cResourceLibrary dataLibrary{cModuleHandle(data)};
   EXPECT_EQ(std::wstring(dataLibrary.loadString(1).c_str()), L"Hello from the module");
-  EXPECT_EQ(thrown([&] { dataLibrary.loadString(3); }), L"cResourceLibrary :: fileName():: GetModuleFileName failed");
+  EXPECT_EQ(thrownText([&] { dataLibrary.loadString(3); }), L"cResourceLibrary :: fileName():: GetModuleFileName failed");
   EXPECT_TRUE(dataLibrary.tryToLoadString(3).isEmpty());
-  EXPECT_EQ(thrown([&] { dataLibrary.fileName(); }), L"cResourceLibrary :: fileName():: GetModuleFileName failed");
+  EXPECT_EQ(thrownText([&] { dataLibrary.fileName(); }), L"cResourceLibrary :: fileName():: GetModuleFileName failed");
   FreeLibrary(data);
   const cResourceLibrary nowhere{cModuleHandle()};
   EXPECT_TRUE(nowhere.tryToLoadString(1).isEmpty());
@@ -112,9 +94,9 @@ TEST_F(ModuleLibrary, StringsAndTheirFailures) {
 
 TEST_F(ModuleLibrary, MessagesComeFromTheMessageTable) {
   const cResourceLibrary library{cModuleHandle(module)};
-  EXPECT_EQ(thrown([&] { cResourceLibrary().loadMessage(5); }),
+  EXPECT_EQ(thrownText([&] { cResourceLibrary().loadMessage(5); }),
             L"cResourceLibrary() :: loadMessage - Message Id 5 not Found in " + programPath + L"!");
-  EXPECT_EQ(thrown([&] { library.loadMessage(77); }),
+  EXPECT_EQ(thrownText([&] { library.loadMessage(77); }),
             L"cResourceLibrary() :: loadMessage - Message Id 77 not Found in " + modulePath + L"!");
   EXPECT_EQ(std::wstring(library.loadMessage(1).c_str()), L"The first message, with an insert: %1.\r\n")
       << "inserts stay, nothing is trimmed";
@@ -131,9 +113,9 @@ TEST_F(ModuleLibrary, IconsCursorsAndBitmaps) {
   cPointerHandle same = library.loadIcon(0x10001, 32, 32, 0);
   ASSERT_TRUE(same.isValid());
   EXPECT_EQ(infoOf(same).width, 32);
-  EXPECT_EQ(thrown([&] { library.loadIcon(0x109A9, 0, 0, 0); }),
+  EXPECT_EQ(thrownText([&] { library.loadIcon(0x109A9, 0, 0, 0); }),
             L"cResourceLibrary() :: loadIcon Id 68009 (0x109a9) not Found in " + modulePath + L"!");
-  EXPECT_EQ(thrown([&] { library.loadPointer(401); }),
+  EXPECT_EQ(thrownText([&] { library.loadPointer(401); }),
             L"cResourceLibrary() :: loadIcon Id 401 (0x191) not Found in " + modulePath + L"!");
   EXPECT_FALSE(library.tryToLoadIcon(999, 0, 0, 0).isValid());
 
@@ -164,10 +146,10 @@ TEST_F(ModuleLibrary, AnimatedCursors) {
   EXPECT_EQ(info.frames, static_cast<UINT>(patterns::AniFrames));
   EXPECT_EQ(info.width, 32);
   DestroyCursor(static_cast<HCURSOR>(spinner.handle));
-  EXPECT_EQ(thrown([&] { library.loadAnimatedCursor(301); }),
+  EXPECT_EQ(thrownText([&] { library.loadAnimatedCursor(301); }),
             L"cResourceLibrary() :: loadAnimatedCursor Id 301 (0x12d) not Found in " + modulePath + L"!")
       << "bytes the platform refuses";
-  EXPECT_EQ(thrown([&] { library.loadAnimatedCursor(0x10514); }),
+  EXPECT_EQ(thrownText([&] { library.loadAnimatedCursor(0x10514); }),
             L"cResourceLibrary() :: loadAnimatedCursor Id 66836 (0x10514) not Found in " + modulePath + L"!");
 }
 

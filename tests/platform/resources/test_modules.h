@@ -1,6 +1,9 @@
 // Where the test modules are, and small helpers of the tests that use them.
 #pragma once
 
+#include <gtest/gtest.h>
+#include <qnlith/win32.h>
+
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
@@ -47,6 +50,17 @@ inline bool isLoaded(const std::string& path) {
       &search);
   return search.found;
 }
+
+// A test that has the test module loaded for its length.
+class WithTestModule : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    module = LoadLibraryW(wide(QN_TEST_MODULE).c_str());
+    ASSERT_NE(module, nullptr);
+  }
+  void TearDown() override { FreeLibrary(module); }
+  HMODULE module = nullptr;
+};
 
 // A scratch folder of the test run.
 inline std::string scratch() {
