@@ -6,34 +6,10 @@
 #include <string>
 #include <tuple>
 
+#include "support/framework_failures.h"
 #include "support/scratch.h"
 
 namespace {
-
-// The status code of the framework exception that `make` throws, or 0.
-template <typename Make>
-SCODE failureOf(Make make) {
-  try {
-    make();
-  } catch (COleException* e) {
-    const SCODE code = e->m_sc;
-    e->Delete();
-    return code;
-  }
-  return 0;
-}
-
-// Whether `make` throws the framework's invalid-argument exception.
-template <typename Make>
-bool throwsInvalidArgument(Make make) {
-  try {
-    make();
-  } catch (CInvalidArgException* e) {
-    e->Delete();
-    return true;
-  }
-  return false;
-}
 
 FILETIME fileTimeOfUnix(std::int64_t seconds) {
   const std::uint64_t ticks = static_cast<std::uint64_t>(seconds + 11644473600LL) * 10000000ULL;
@@ -81,16 +57,16 @@ TEST(CTime, EarlyAndInvalidValues) {
   EXPECT_EQ(CTime(FILETIME{0, 0}).GetTime(), 0) << "1601 is before 1900: no time, no failure";
   EXPECT_EQ(CTime(SYSTEMTIME{1899, 12, 0, 31, 0, 0, 0, 0}).GetTime(), 0);
 
-  EXPECT_EQ(failureOf([] { CTime(1899, 12, 31, 0, 0, 0); }), E_FAIL);
-  EXPECT_EQ(failureOf([] { CTime(2000, 13, 1, 0, 0, 0); }), E_FAIL);
-  EXPECT_EQ(failureOf([] { CTime(2000, 1, 32, 0, 0, 0); }), E_FAIL);
-  EXPECT_EQ(failureOf([] { CTime(2000, 1, 1, 24, 0, 0); }), E_FAIL);
-  EXPECT_EQ(failureOf([] { CTime(2000, 1, 1, 0, 60, 0); }), E_FAIL);
-  EXPECT_EQ(failureOf([] { CTime(2000, 1, 1, 0, 0, 60); }), E_FAIL);
-  EXPECT_EQ(failureOf([] { CTime(1950, 1, 1, 0, 0, 0); }), E_INVALIDARG) << "before 1970: no 64-bit time";
-  EXPECT_EQ(failureOf([] { CTime(3001, 1, 1, 0, 0, 0); }), E_INVALIDARG);
-  EXPECT_EQ(failureOf([] { CTime(FILETIME{0, 0x80000000u}); }), E_INVALIDARG);
-  EXPECT_EQ(failureOf([] { CTime(2000, 2, 31, 0, 0, 0); }), 0) << "31 February is 2 March";
+  EXPECT_EQ(oleFailureOf([] { CTime(1899, 12, 31, 0, 0, 0); }), E_FAIL);
+  EXPECT_EQ(oleFailureOf([] { CTime(2000, 13, 1, 0, 0, 0); }), E_FAIL);
+  EXPECT_EQ(oleFailureOf([] { CTime(2000, 1, 32, 0, 0, 0); }), E_FAIL);
+  EXPECT_EQ(oleFailureOf([] { CTime(2000, 1, 1, 24, 0, 0); }), E_FAIL);
+  EXPECT_EQ(oleFailureOf([] { CTime(2000, 1, 1, 0, 60, 0); }), E_FAIL);
+  EXPECT_EQ(oleFailureOf([] { CTime(2000, 1, 1, 0, 0, 60); }), E_FAIL);
+  EXPECT_EQ(oleFailureOf([] { CTime(1950, 1, 1, 0, 0, 0); }), E_INVALIDARG) << "before 1970: no 64-bit time";
+  EXPECT_EQ(oleFailureOf([] { CTime(3001, 1, 1, 0, 0, 0); }), E_INVALIDARG);
+  EXPECT_EQ(oleFailureOf([] { CTime(FILETIME{0, 0x80000000u}); }), E_INVALIDARG);
+  EXPECT_EQ(oleFailureOf([] { CTime(2000, 2, 31, 0, 0, 0); }), 0) << "31 February is 2 March";
   EXPECT_EQ(CTime(2000, 2, 31, 0, 0, 0).GetDay(), 2);
 
   const CTime none(-5);
@@ -144,9 +120,9 @@ TEST(CTimeSpan, Format) {
   EXPECT_EQ(CTimeSpan(400, 23, 59, 9).Format(L"%D|%H|%M|%S|100%%"), L"400|23|59|09|100%");
   EXPECT_EQ(CTimeSpan(-(86400 + 12 * 3600 + 60 + 1)).Format(L"%D %H:%M:%S"), L"-1 -12:-1:-1");
   EXPECT_EQ(CTimeSpan(5).Format(L""), L"");
-  EXPECT_TRUE(throwsInvalidArgument([&] { span.Format(L"%d"); })) << "a CTime code is not a span code";
-  EXPECT_TRUE(throwsInvalidArgument([&] { span.Format(L"50%"); }));
-  EXPECT_TRUE(throwsInvalidArgument([&] { span.Format(static_cast<LPCWSTR>(nullptr)); }));
+  EXPECT_TRUE(throwsInvalidArg([&] { span.Format(L"%d"); })) << "a CTime code is not a span code";
+  EXPECT_TRUE(throwsInvalidArg([&] { span.Format(L"50%"); }));
+  EXPECT_TRUE(throwsInvalidArg([&] { span.Format(static_cast<LPCWSTR>(nullptr)); }));
 }
 
 TEST(CTime, ArithmeticWithSpans) {
@@ -192,12 +168,12 @@ TEST(CTime, FormatFailuresAndLimits) {
   for (int i = 0; i < 200; ++i) manyDays += L"%A ";
   EXPECT_EQ(t.Format(manyDays.c_str()).GetLength(), 200 * 7) << "longer than the first room";
 
-  EXPECT_EQ(failureOf([] { CTime(-1).Format(L"%Y"); }), E_INVALIDARG) << "before 1970";
-  EXPECT_EQ(failureOf([] { CTime(_MAX__TIME64_T + 1).FormatGmt(L"%Y"); }), E_INVALIDARG) << "after 3000";
-  EXPECT_TRUE(throwsInvalidArgument([&] { t.Format(L"%Q"); }));
-  EXPECT_TRUE(throwsInvalidArgument([&] { t.FormatGmt(L"%Y %"); }));
-  EXPECT_TRUE(throwsInvalidArgument([&] { t.Format(static_cast<LPCWSTR>(nullptr)); }));
-  EXPECT_TRUE(throwsInvalidArgument([&] { t.Format(102); })) << "a stored format with an unknown code";
+  EXPECT_EQ(oleFailureOf([] { CTime(-1).Format(L"%Y"); }), E_INVALIDARG) << "before 1970";
+  EXPECT_EQ(oleFailureOf([] { CTime(_MAX__TIME64_T + 1).FormatGmt(L"%Y"); }), E_INVALIDARG) << "after 3000";
+  EXPECT_TRUE(throwsInvalidArg([&] { t.Format(L"%Q"); }));
+  EXPECT_TRUE(throwsInvalidArg([&] { t.FormatGmt(L"%Y %"); }));
+  EXPECT_TRUE(throwsInvalidArg([&] { t.Format(static_cast<LPCWSTR>(nullptr)); }));
+  EXPECT_TRUE(throwsInvalidArg([&] { t.Format(102); })) << "a stored format with an unknown code";
   EXPECT_EQ(t.Format(9999), L"") << "an id without a string is an empty format";
   EXPECT_EQ(CTimeSpan(1, 2, 3, 4).Format(101), L"1 days, 02:03:04");
 }
