@@ -1,4 +1,6 @@
 #include <qnlith/framework/extension.h>
+#include <qnlith/win32/modules.h>
+#include <qnlith/win32/resources.h>
 
 #include <mutex>
 
@@ -15,6 +17,32 @@ std::mutex& chainLock() {
 }  // namespace
 
 AFX_MODULE_STATE* AfxGetModuleState() { return &programState; }
+
+HINSTANCE AfxGetResourceHandle() {
+  HINSTANCE resource = AfxGetModuleState()->m_hCurrentResourceHandle;
+  return resource != nullptr ? resource : GetModuleHandleW(nullptr);
+}
+
+void AfxSetResourceHandle(HINSTANCE resource) { AfxGetModuleState()->m_hCurrentResourceHandle = resource; }
+
+namespace {
+
+bool hasString(HINSTANCE module, UINT id) {
+  LPCWSTR text = nullptr;
+  return module != nullptr && LoadStringW(module, id, reinterpret_cast<LPWSTR>(&text), 0) > 0;
+}
+
+}  // namespace
+
+HINSTANCE AfxFindStringResourceHandle(UINT nID) {
+  HINSTANCE first = AfxGetResourceHandle();
+  if (hasString(first, nID)) return first;
+  std::lock_guard guard(chainLock());
+  for (CDynLinkLibrary* library = AfxGetModuleState()->m_pFirstLibrary; library != nullptr;
+       library = library->m_pNextDLL)
+    if (hasString(library->m_hResource, nID)) return library->m_hResource;
+  return nullptr;
+}
 
 BOOL AfxInitExtensionModule(AFX_EXTENSION_MODULE& state, HMODULE module) {
   if (state.bInitialized) return TRUE;

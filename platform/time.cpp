@@ -7,6 +7,7 @@
 
 #include "internal/errors.h"
 #include "internal/time.h"
+#include "internal/unicode.h"
 
 namespace qn {
 
@@ -85,6 +86,12 @@ long utcOffsetAt(std::time_t when) {
   struct tm local;
   if (::localtime_r(&when, &local) == nullptr) return 0;
   return local.tm_gmtoff;
+}
+
+std::wstring zoneName(bool daylight) {
+  readZone();
+  const char* name = ::tzname[daylight ? 1 : 0];
+  return name != nullptr ? utf8ToWide(name) : std::wstring();
 }
 
 }  // namespace qn

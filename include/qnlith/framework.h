@@ -8,6 +8,7 @@
 #include <qnlith/framework/string.h>
 #include <qnlith/framework/extension.h>
 #include <qnlith/framework/modules.h>
+#include <qnlith/framework/timespan.h>
 #include <qnlith/framework/time.h>
 #include <qnlith/framework/thread.h>
 #include <qnlith/framework/window.h>

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <string>
 #include <qnlith/win32/time.h>
 
 #include "api.h"
@@ -29,5 +30,9 @@ QN_INTERNAL bool timespecFromFileTime(const FILETIME& time, timespec& out);
 
 // The zone's offset from UTC in seconds at the given instant (east positive).
 QN_INTERNAL long utcOffsetAt(std::time_t when);
+
+// The name of the process's zone, of its daylight-saving time if asked;
+// empty if the zone names none.
+QN_INTERNAL std::wstring zoneName(bool daylight);
 
 }  // namespace qn

@@ -7,21 +7,7 @@
 #include <thread>
 #include <vector>
 
-namespace {
-
-// Runs f and reports whether it threw the framework's invalid-argument failure.
-template <typename F>
-bool throwsInvalidArg(F f) {
-  try {
-    f();
-  } catch (CInvalidArgException* e) {
-    e->Delete();
-    return true;
-  }
-  return false;
-}
-
-}  // namespace
+#include "support/framework_failures.h"
 
 TEST(FrameworkString, CopiesShareStorageUntilOneChanges) {
   CString a(L"shared text");

@@ -36,6 +36,14 @@ struct QN_FRAMEWORK_API AFX_MODULE_STATE {
 
 QN_FRAMEWORK_API AFX_MODULE_STATE* AfxGetModuleState();
 
+// Where the framework looks for resources first: the module state's
+// resource handle, or the main program while none is set.
+QN_FRAMEWORK_API HINSTANCE AfxGetResourceHandle();
+QN_FRAMEWORK_API void AfxSetResourceHandle(HINSTANCE resource);
+// The module holding string nID: the resource handle, else the first
+// extension module of the chain (newest first) that has it; null if none.
+QN_FRAMEWORK_API HINSTANCE AfxFindStringResourceHandle(UINT nID);
+
 // Takes the class and factory lists that the module's static initialisers
 // built (the module's early hook moved the program's aside first) into the
 // record, and puts the program's lists back.

@@ -129,6 +129,12 @@ class QN_FRAMEWORK_API CStringT<wchar_t, StrTraitMFC_DLL<wchar_t, ChTraitsCRT<wc
   void AppendFormat(PCXSTR format, ...);
   void AppendFormatV(PCXSTR format, va_list arguments);
 
+  // The string resource nID of the module that AfxFindStringResourceHandle
+  // names, or of the given module. False, and the string empty, when there
+  // is none (an empty string resource is none).
+  BOOL LoadString(UINT nID);
+  BOOL LoadString(HINSTANCE hInstance, UINT nID);
+
   // How many strings share this one's storage (for tests and diagnostics).
   int GetShareCount() const noexcept;
 

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <qnlith/framework/api.h>
+#include <qnlith/framework/string.h>
+#include <qnlith/framework/timespan.h>
 #include <qnlith/win32/time.h>
 
 class QN_FRAMEWORK_API CTime {
@@ -46,6 +48,24 @@ class QN_FRAMEWORK_API CTime {
   int GetMinute() const noexcept;
   int GetSecond() const noexcept;
   int GetDayOfWeek() const noexcept;  // 1 = Sunday
+
+  // The text of the local (Format) or UTC (FormatGmt) calendar fields by the
+  // C run time's wcsftime codes (see qnWcsftime). The time 0 (none known)
+  // gives an empty string; a time outside 1970-01-01 to 3000-12-31 UTC
+  // throws COleException E_INVALIDARG, as construction does; an unknown code
+  // or a null format throws the framework's invalid-argument exception.
+  CStringW Format(LPCWSTR pszFormat) const;
+  CStringW FormatGmt(LPCWSTR pszFormat) const;
+  // The format from the string table (see CStringW::LoadString); an id
+  // without a string formats as an empty format.
+  CStringW Format(UINT nFormatID) const;
+  CStringW FormatGmt(UINT nFormatID) const;
+
+  CTimeSpan operator-(CTime time) const noexcept { return qn::wrappingDifference(m_time, time.m_time); }
+  CTime operator+(CTimeSpan span) const noexcept { return qn::wrappingSum(m_time, span.GetTimeSpan()); }
+  CTime operator-(CTimeSpan span) const noexcept { return qn::wrappingDifference(m_time, span.GetTimeSpan()); }
+  CTime& operator+=(CTimeSpan span) noexcept { return *this = *this + span; }
+  CTime& operator-=(CTimeSpan span) noexcept { return *this = *this - span; }
 
   bool operator==(CTime other) const noexcept { return m_time == other.m_time; }
   bool operator!=(CTime other) const noexcept { return m_time != other.m_time; }

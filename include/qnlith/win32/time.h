@@ -2,6 +2,7 @@
 // Local time is the process's time zone: the TZ variable, else the system's.
 #pragma once
 
+#include <cstddef>
 #include <ctime>
 #include <qnlith/win32/types.h>
 
@@ -57,4 +58,16 @@ QN_PLATFORM_API __time64_t _mktime64(struct tm* time);
 // field of the destination becomes -1).
 QN_PLATFORM_API errno_t _localtime64_s(struct tm* destination, const __time64_t* source);
 QN_PLATFORM_API errno_t _gmtime64_s(struct tm* destination, const __time64_t* source);
+
+// The C run time's wcsftime, in its own dialect and its "C" locale: the codes
+// %a %A %b %B %c %d %H %I %j %m %M %p %S %U %w %W %x %X %y %Y %z %Z %%, each
+// with an optional # (%#c and %#x: the long forms; on a number: no leading
+// zeros). %z and %Z give the zone's name, not an offset. Returns the count
+// of characters written before the terminator. 0 with errno EINVAL for a
+// null argument, a field of `time` out of range or an unknown code; 0 with
+// errno ERANGE when the text and its terminator need more than `maxSize`.
+// In both cases `destination` holds an empty string if it has room.
+// (glibc owns the name wcsftime, hence this one.)
+QN_PLATFORM_API std::size_t qnWcsftime(wchar_t* destination, std::size_t maxSize, const wchar_t* format,
+                                       const struct tm* time);
 }
