@@ -63,13 +63,19 @@ void andMask(Out& o, int width, int height, Transparent transparent) {
   }
 }
 
+// A colour table of BITMAPINFO: blue, green, red and a reserved zero.
+template <typename ColorOf>
+void palette(Out& o, int count, ColorOf colorOf) {
+  for (int i = 0; i < count; ++i) {
+    const Rgba c = colorOf(i);
+    o.u8(c.b), o.u8(c.g), o.u8(c.r), o.u8(0);
+  }
+}
+
 std::vector<std::uint8_t> icon16() {
   Out o;
   infoHeader(o, 16, 32, 8, 0, 256);
-  for (int i = 0; i < 256; ++i) {
-    const Rgba c = patterns::paletteColor(i);
-    o.u8(c.b), o.u8(c.g), o.u8(c.r), o.u8(0);
-  }
+  palette(o, 256, patterns::paletteColor);
   for (int y = 15; y >= 0; --y)
     for (int x = 0; x < 16; ++x) o.u8(static_cast<unsigned>(patterns::icon16Index(x, y)));
   andMask(o, 16, 16, [](int x, int) { return x < 2; });
@@ -111,10 +117,7 @@ std::vector<std::uint8_t> icon48() {
 std::vector<std::uint8_t> cursor32() {
   Out o;
   infoHeader(o, 32, 64, 4, 0, 16);
-  for (int i = 0; i < 16; ++i) {
-    const Rgba c = patterns::cursorColor(i);
-    o.u8(c.b), o.u8(c.g), o.u8(c.r), o.u8(0);
-  }
+  palette(o, 16, patterns::cursorColor);
   for (int y = 31; y >= 0; --y)
     for (int x = 0; x < 32; x += 2)
       o.u8(static_cast<unsigned>(patterns::cursorIndex(x, y) << 4 | patterns::cursorIndex(x + 1, y)));
@@ -180,10 +183,7 @@ std::vector<std::uint8_t> picture() {
 std::vector<std::uint8_t> rle() {
   Out o;
   infoHeader(o, 6, 2, 8, 1, 6);
-  for (int i = 0; i < 6; ++i) {
-    const Rgba c = patterns::rleColor(i);
-    o.u8(c.b), o.u8(c.g), o.u8(c.r), o.u8(0);
-  }
+  palette(o, 6, patterns::rleColor);
   const std::uint8_t bits[] = {3, 1, 0, 3, 2, 3, 4, 0, 0, 0, 6, 5, 0, 0, 0, 1};
   o.bytes.insert(o.bytes.end(), std::begin(bits), std::end(bits));
   o.patch32(20, sizeof bits);
