@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <qnlith/qnlith.h>
 
-#include "../../platform/internal/files.h"
+#include "../../platform/files/files.h"
 #include "support/scratch.h"
 
 namespace {

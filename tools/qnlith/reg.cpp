@@ -10,7 +10,7 @@
 #include <sstream>
 
 #include "command.h"
-#include "../../platform/internal/unicode.h"
+#include "../../platform/text/unicode.h"
 #include "reg_file.h"
 
 namespace {

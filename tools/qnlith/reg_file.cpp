@@ -2,7 +2,7 @@
 
 #include <cwctype>
 
-#include "../../platform/internal/unicode.h"
+#include "../../platform/text/unicode.h"
 
 namespace regfile {
 

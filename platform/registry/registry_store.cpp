@@ -1,0 +1,639 @@
+#include "registry/registry_store.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <pwd.h>
+#include <sqlite3.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <map>
+#include <optional>
+#include <qnlith/win32/errors.h>
+#include <thread>
+
+#include "text/unicode.h"
+
+namespace qn::registry {
+
+namespace {
+
+// Another process holds the write lock for one short transaction at a
+// time; waiting this long means something is badly stuck.
+constexpr int BusyTimeoutMs = 60000;
+constexpr int SchemaVersion = 1;
+constexpr int ApplicationId = 0x516E5267;
+
+const char* const Schema = R"(
+CREATE TABLE keys(
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  parent INTEGER NOT NULL,
+  name TEXT NOT NULL,
+  fold TEXT NOT NULL,
+  UNIQUE(parent, fold));
+CREATE TABLE vals(
+  id INTEGER PRIMARY KEY,
+  key INTEGER NOT NULL REFERENCES keys(id) ON DELETE CASCADE,
+  name TEXT NOT NULL,
+  fold TEXT NOT NULL,
+  type INTEGER NOT NULL,
+  data BLOB NOT NULL,
+  UNIQUE(key, fold));
+INSERT INTO keys(id, parent, name, fold) VALUES
+  (1, 0, 'HKEY_CURRENT_USER', 'HKEY_CURRENT_USER'),
+  (2, 0, 'HKEY_LOCAL_MACHINE', 'HKEY_LOCAL_MACHINE'),
+  (3, 0, 'HKEY_USERS', 'HKEY_USERS');
+PRAGMA application_id = 1366184551;
+PRAGMA user_version = 1;
+)";
+
+static_assert(ApplicationId == 1366184551, "the schema text repeats the application id");
+
+enum StatementId {
+  Begin, BeginWrite, Commit, Rollback,
+  FindChild, KeyExists, InsertKey, HasChildren, DeleteKey,
+  SetValue, GetValue, DeleteValue, NthChild, NthValue, AllChildren, AllValues,
+  StatementCount
+};
+
+const char* const Sql[StatementCount] = {
+    "BEGIN",
+    "BEGIN IMMEDIATE",
+    "COMMIT",
+    "ROLLBACK",
+    "SELECT id FROM keys WHERE parent = ?1 AND fold = ?2",
+    "SELECT 1 FROM keys WHERE id = ?1",
+    "INSERT INTO keys(parent, name, fold) VALUES(?1, ?2, ?3)",
+    "SELECT 1 FROM keys WHERE parent = ?1 LIMIT 1",
+    "DELETE FROM keys WHERE id = ?1",
+    ("INSERT INTO vals(key, name, fold, type, data) VALUES(?1, ?2, ?3, ?4, ?5) "
+     "ON CONFLICT(key, fold) DO UPDATE SET type = excluded.type, data = excluded.data"),
+    "SELECT type, data FROM vals WHERE key = ?1 AND fold = ?2",
+    "DELETE FROM vals WHERE key = ?1 AND fold = ?2",
+    "SELECT name FROM keys WHERE parent = ?1 ORDER BY fold LIMIT 1 OFFSET ?2",
+    "SELECT name, type, data FROM vals WHERE key = ?1 ORDER BY id LIMIT 1 OFFSET ?2",
+    "SELECT name FROM keys WHERE parent = ?1",
+    "SELECT name, length(data) FROM vals WHERE key = ?1",
+};
+
+LONG errorFromSqlite(int rc) {
+  switch (rc & 0xFF) {
+    case SQLITE_OK:
+    case SQLITE_ROW:
+    case SQLITE_DONE: return ERROR_SUCCESS;
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED: return ERROR_BUSY;
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+    case SQLITE_AUTH:
+    case SQLITE_CANTOPEN: return ERROR_ACCESS_DENIED;
+    case SQLITE_FULL: return ERROR_DISK_FULL;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB: return ERROR_REGISTRY_CORRUPT;
+    case SQLITE_NOMEM: return ERROR_NOT_ENOUGH_MEMORY;
+    case SQLITE_TOOBIG: return ERROR_NOT_ENOUGH_MEMORY;
+    case SQLITE_CONSTRAINT: return rc == SQLITE_CONSTRAINT_FOREIGNKEY ? ERROR_KEY_DELETED : ERROR_REGISTRY_CORRUPT;
+    default: return ERROR_REGISTRY_IO_FAILED;
+  }
+}
+
+// One use of a prepared statement: bound, stepped, then reset for the next.
+class Query {
+ public:
+  explicit Query(sqlite3_stmt* statement) : s_(statement) {}
+  ~Query() { sqlite3_reset(s_); }
+  Query(const Query&) = delete;
+  Query& operator=(const Query&) = delete;
+
+  Query& bind(int i, std::int64_t value) {
+    sqlite3_bind_int64(s_, i, value);
+    return *this;
+  }
+  Query& bind(int i, std::string_view text) {
+    sqlite3_bind_text(s_, i, text.empty() ? "" : text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+    return *this;
+  }
+  Query& bindBlob(int i, const void* data, std::size_t size) {
+    sqlite3_bind_blob64(s_, i, size == 0 ? "" : data, size, SQLITE_STATIC);
+    return *this;
+  }
+  int step() { return sqlite3_step(s_); }
+
+  std::int64_t integer(int column) const { return sqlite3_column_int64(s_, column); }
+  std::string text(int column) const {
+    const auto* p = reinterpret_cast<const char*>(sqlite3_column_text(s_, column));
+    return p ? std::string(p, static_cast<std::size_t>(sqlite3_column_bytes(s_, column))) : std::string();
+  }
+  void blob(int column, std::string& out) const {
+    const void* p = sqlite3_column_blob(s_, column);
+    const int n = sqlite3_column_bytes(s_, column);
+    out.assign(p ? static_cast<const char*>(p) : "", p ? static_cast<std::size_t>(n) : 0);
+  }
+
+ private:
+  sqlite3_stmt* s_;
+};
+
+void makeDirectories(const std::string& directory, mode_t mode) {
+  for (std::size_t slash = directory.find('/', 1);; slash = directory.find('/', slash + 1)) {
+    const std::string part = directory.substr(0, slash);
+    if (!part.empty()) ::mkdir(part.c_str(), mode);
+    if (slash == std::string::npos) break;
+  }
+}
+
+std::string homeDirectory() {
+  if (const char* home = std::getenv("HOME"); home != nullptr && home[0] == '/') return home;
+  char buffer[4096];
+  passwd entry;
+  passwd* found = nullptr;
+  if (getpwuid_r(getuid(), &entry, buffer, sizeof buffer, &found) == 0 && found != nullptr && found->pw_dir)
+    return found->pw_dir;
+  return "/";
+}
+
+struct Location {
+  std::string file;
+  bool ownerOnly;
+};
+
+Location locate(Store::Kind kind) {
+  const bool user = kind == Store::Kind::User;
+  const char* const fileName = user ? "/user.db" : "/machine.db";
+  if (const char* dir = std::getenv("QNLITH_REGISTRY_DIR"); dir != nullptr && dir[0] != '\0')
+    return {std::string(dir) + fileName, user};
+  if (!user) return {std::string("/var/lib/qnlith/registry") + fileName, false};
+  std::string config;
+  if (const char* xdg = std::getenv("XDG_CONFIG_HOME"); xdg != nullptr && xdg[0] == '/')
+    config = xdg;
+  else
+    config = homeDirectory() + "/.config";
+  return {config + "/qnlith/registry" + fileName, true};
+}
+
+// Makes sure the user's file exists with its owner's rights only before
+// SQLite opens it (SQLite gives its -wal and -shm files the same rights).
+void prepareFile(const std::string& file, bool ownerOnly) {
+  const auto slash = file.rfind('/');
+  if (slash != std::string::npos && slash > 0) makeDirectories(file.substr(0, slash), ownerOnly ? 0700 : 0755);
+  if (!ownerOnly) return;
+  const int fd = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (fd < 0) return;
+  struct stat status;
+  if (::fstat(fd, &status) == 0 && (status.st_mode & 077) != 0) ::fchmod(fd, 0600);
+  ::close(fd);
+}
+
+}  // namespace
+
+namespace {
+
+// Counts the forks this process came through, so that a connection can
+// tell it was made in a parent without asking the kernel on every call.
+std::atomic<unsigned> forks{0};
+
+unsigned forkGeneration() {
+  static const bool registered = [] {
+    pthread_atfork(nullptr, nullptr, [] { forks.fetch_add(1, std::memory_order_relaxed); });
+    return true;
+  }();
+  (void)registered;
+  return forks.load(std::memory_order_relaxed);
+}
+
+}  // namespace
+
+struct Store::Connection {
+  sqlite3* db = nullptr;
+  unsigned generation = forkGeneration();
+  bool writable = false;
+  // A lock file that writers queue on. SQLite's own wait for its write lock
+  // polls with growing sleeps, so a process that writes without pause can
+  // starve the others; a blocking lock wakes a waiter as soon as it is free.
+  int writers = -1;
+  sqlite3_stmt* statements[StatementCount] = {};
+
+  Query query(StatementId id) { return Query(statements[id]); }
+
+  ~Connection() {
+    // A child of fork must not touch the parent's connection: it is left
+    // behind unclosed.
+    if (generation != forkGeneration()) return;
+    for (auto* s : statements) sqlite3_finalize(s);
+    if (db != nullptr) sqlite3_close_v2(db);
+    if (writers >= 0) ::close(writers);
+  }
+};
+
+namespace {
+
+// The turn of one writer of the store among all processes.
+class WriterTurn {
+ public:
+  explicit WriterTurn(int lockFile) : fd_(lockFile) {
+    if (fd_ < 0) return;
+    while (::flock(fd_, LOCK_EX) != 0) {
+      if (errno != EINTR) {
+        fd_ = -1;  // SQLite's own lock still keeps writers apart
+        return;
+      }
+    }
+  }
+  ~WriterTurn() {
+    if (fd_ >= 0) ::flock(fd_, LOCK_UN);
+  }
+  WriterTurn(const WriterTurn&) = delete;
+  WriterTurn& operator=(const WriterTurn&) = delete;
+
+ private:
+  int fd_;
+};
+
+}  // namespace
+
+class Store::Transaction {
+ public:
+  explicit Transaction(Connection& c) : c_(c) {}
+  ~Transaction() {
+    if (open_ && !sqlite3_get_autocommit(c_.db)) c_.query(Rollback).step();
+  }
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+
+  LONG begin(bool write) {
+    if (write) turn_.emplace(c_.writers);
+    const int rc = c_.query(write ? BeginWrite : Begin).step();
+    open_ = rc == SQLITE_DONE;
+    return open_ ? ERROR_SUCCESS : errorFromSqlite(rc);
+  }
+  LONG commit() {
+    const int rc = c_.query(Commit).step();
+    if (rc != SQLITE_DONE) return errorFromSqlite(rc);
+    open_ = false;
+    return ERROR_SUCCESS;
+  }
+
+ private:
+  Connection& c_;
+  bool open_ = false;
+  std::optional<WriterTurn> turn_;  // released after the rollback above
+};
+
+namespace {
+
+// Runs SQL text, waiting out a lock that the busy handler can't wait for
+// (a change of journal mode takes the database for itself).
+int execute(sqlite3* db, const char* sql) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(BusyTimeoutMs);
+  for (;;) {
+    const int rc = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
+    if ((rc & 0xFF) != SQLITE_BUSY || std::chrono::steady_clock::now() > deadline) return rc;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+}
+
+int readPragma(sqlite3* db, const char* sql, int& value) {
+  sqlite3_stmt* s = nullptr;
+  int rc = sqlite3_prepare_v2(db, sql, -1, &s, nullptr);
+  if (rc == SQLITE_OK) {
+    rc = sqlite3_step(s);
+    if (rc == SQLITE_ROW) {
+      value = sqlite3_column_int(s, 0);
+      rc = SQLITE_OK;
+    }
+  }
+  sqlite3_finalize(s);
+  return rc;
+}
+
+// Brings a new file to the current schema, or checks an existing one.
+// Returns a Win32 error.
+LONG prepareSchema(sqlite3* db, bool writable) {
+  if (writable) {
+    if (int rc = execute(db, "BEGIN IMMEDIATE"); rc != SQLITE_OK) return errorFromSqlite(rc);
+  }
+  int version = 0, application = 0, objects = 0;
+  int rc = readPragma(db, "PRAGMA user_version", version);
+  if (rc == SQLITE_OK) rc = readPragma(db, "PRAGMA application_id", application);
+  if (rc == SQLITE_OK) rc = readPragma(db, "SELECT count(*) FROM sqlite_schema", objects);
+  LONG result = errorFromSqlite(rc);
+  if (result == ERROR_SUCCESS) {
+    if (version == 0 && application == 0 && objects == 0) {
+      result = writable ? errorFromSqlite(execute(db, Schema)) : ERROR_FILE_NOT_FOUND;
+    } else if (version != SchemaVersion || application != ApplicationId) {
+      result = ERROR_REGISTRY_CORRUPT;  // not a store of ours, or of a later schema
+    }
+  }
+  if (writable) execute(db, result == ERROR_SUCCESS ? "COMMIT" : "ROLLBACK");
+  return result;
+}
+
+}  // namespace
+
+Store::Store(std::string path, bool ownerOnly) : path_(std::move(path)), ownerOnly_(ownerOnly) {}
+
+Store::~Store() = default;
+
+Store::Connection* Store::connect() {
+  if (connection_ != nullptr && connection_->generation == forkGeneration()) return connection_.get();
+  connection_.reset();
+
+  prepareFile(path_, ownerOnly_);
+  auto c = std::make_unique<Connection>();
+  int rc = sqlite3_open_v2(path_.c_str(), &c->db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
+                           nullptr);
+  if (rc != SQLITE_OK) {
+    sqlite3_close_v2(c->db);
+    c->db = nullptr;
+    unavailable_ = ERROR_ACCESS_DENIED;
+    return nullptr;
+  }
+  sqlite3_extended_result_codes(c->db, 1);
+  sqlite3_busy_timeout(c->db, BusyTimeoutMs);
+  c->writable = sqlite3_db_readonly(c->db, "main") == 0;
+  std::optional<WriterTurn> turn;
+  if (c->writable) {
+    c->writers = ::open((path_ + "-lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, ownerOnly_ ? 0600 : 0644);
+    turn.emplace(c->writers);
+    // Keeping -wal and -shm after the last close lets readers without
+    // write access to the directory open the store.
+    int persist = 1;
+    sqlite3_file_control(c->db, "main", SQLITE_FCNTL_PERSIST_WAL, &persist);
+    rc = execute(c->db, "PRAGMA journal_mode = WAL");
+    if (rc == SQLITE_OK) rc = execute(c->db, "PRAGMA synchronous = FULL");
+  }
+  if (rc == SQLITE_OK) rc = execute(c->db, "PRAGMA foreign_keys = ON");
+  LONG result = rc == SQLITE_OK ? prepareSchema(c->db, c->writable) : errorFromSqlite(rc);
+  for (int i = 0; result == ERROR_SUCCESS && i < StatementCount; ++i) {
+    rc = sqlite3_prepare_v3(c->db, Sql[i], -1, SQLITE_PREPARE_PERSISTENT, &c->statements[i], nullptr);
+    if (rc != SQLITE_OK) result = errorFromSqlite(rc);
+  }
+  if (result != ERROR_SUCCESS) {
+    unavailable_ = result;
+    return nullptr;
+  }
+  unavailable_ = ERROR_SUCCESS;
+  connection_ = std::move(c);
+  return connection_.get();
+}
+
+bool Store::writable() {
+  std::lock_guard guard(lock_);
+  Connection* c = connect();
+  return c != nullptr && c->writable;
+}
+
+LONG Store::keyState(Connection& c, KeyId key, LONG present) {
+  Query q = c.query(KeyExists);
+  const int rc = q.bind(1, key).step();
+  if (rc == SQLITE_ROW) return present;
+  return rc == SQLITE_DONE ? ERROR_KEY_DELETED : errorFromSqlite(rc);
+}
+
+LONG Store::walk(Connection& c, KeyId from, const std::vector<Name>& path, std::size_t& found, KeyId& id) {
+  id = from;
+  for (found = 0; found < path.size(); ++found) {
+    Query q = c.query(FindChild);
+    const int rc = q.bind(1, id).bind(2, path[found].fold).step();
+    if (rc == SQLITE_DONE) break;
+    if (rc != SQLITE_ROW) return errorFromSqlite(rc);
+    id = q.integer(0);
+  }
+  return ERROR_SUCCESS;
+}
+
+// A store that can't be opened because its file is missing or out of
+// reach reads as empty and refuses writes; any other cause is reported.
+LONG Store::readFailure(LONG empty) const {
+  return unavailable_ == ERROR_ACCESS_DENIED || unavailable_ == ERROR_FILE_NOT_FOUND ? empty : unavailable_;
+}
+
+LONG Store::writeFailure() const {
+  return unavailable_ == ERROR_FILE_NOT_FOUND ? ERROR_ACCESS_DENIED : unavailable_;
+}
+
+LONG Store::openKey(KeyId from, const std::vector<Name>& path, KeyId& id) {
+  std::lock_guard guard(lock_);
+  Connection* c = connect();
+  if (c == nullptr) {
+    id = from;
+    return readFailure(path.empty() ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
+  }
+  std::size_t found;
+  if (LONG e = walk(*c, from, path, found, id); e != ERROR_SUCCESS) return e;
+  if (found == path.size() && found > 0) return ERROR_SUCCESS;
+  return keyState(*c, from, found == path.size() ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
+}
+
+LONG Store::createKey(KeyId from, const std::vector<Name>& path, KeyId& id, bool& created) {
+  created = false;
+  id = from;
+  std::lock_guard guard(lock_);
+  Connection* c = connect();
+  if (c == nullptr) return path.empty() ? readFailure(ERROR_SUCCESS) : writeFailure();
+  // Most calls find the key there already, and need no write lock.
+  std::size_t found;
+  if (LONG e = walk(*c, from, path, found, id); e != ERROR_SUCCESS) return e;
+  if (found == path.size()) return found > 0 ? ERROR_SUCCESS : keyState(*c, from, ERROR_SUCCESS);
+  if (!c->writable) return ERROR_ACCESS_DENIED;
+
+  Transaction t(*c);
+  if (LONG e = t.begin(true); e != ERROR_SUCCESS) return e;
+  if (LONG e = walk(*c, from, path, found, id); e != ERROR_SUCCESS) return e;
+  if (found == 0) {
+    if (LONG e = keyState(*c, from, ERROR_SUCCESS); e != ERROR_SUCCESS) return e;
+  }
+  for (std::size_t i = found; i < path.size(); ++i) {
+    Query q = c->query(InsertKey);
+    const int rc = q.bind(1, id).bind(2, path[i].text).bind(3, path[i].fold).step();
+    if (rc != SQLITE_DONE) return errorFromSqlite(rc);
+    id = sqlite3_last_insert_rowid(c->db);
+  }
+  if (LONG e = t.commit(); e != ERROR_SUCCESS) return e;
+  created = found < path.size();
+  return ERROR_SUCCESS;
+}
+
+LONG Store::deleteKey(KeyId from, const std::vector<Name>& path) {
+  std::lock_guard guard(lock_);
+  Connection* c = connect();
+  if (c == nullptr) return path.empty() ? writeFailure() : readFailure(ERROR_FILE_NOT_FOUND);
+  Transaction t(*c);
+  if (LONG e = t.begin(c->writable); e != ERROR_SUCCESS) return e;
+  std::size_t found;
+  KeyId id;
+  if (LONG e = walk(*c, from, path, found, id); e != ERROR_SUCCESS) return e;
+  if (found < path.size() || path.empty()) {
+    const LONG e = keyState(*c, found == 0 ? from : id, found == path.size() ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
+    if (e != ERROR_SUCCESS) return e;
+  }
+  if (id <= UsersRoot || !c->writable) return ERROR_ACCESS_DENIED;
+  {
+    Query q = c->query(HasChildren);
+    const int rc = q.bind(1, id).step();
+    if (rc == SQLITE_ROW) return ERROR_ACCESS_DENIED;
+    if (rc != SQLITE_DONE) return errorFromSqlite(rc);
+  }
+  {
+    Query q = c->query(DeleteKey);
+    if (const int rc = q.bind(1, id).step(); rc != SQLITE_DONE) return errorFromSqlite(rc);
+  }
+  return t.commit();
+}
+
+LONG Store::setValue(KeyId key, const Name& name, DWORD type, const void* data, std::size_t size) {
+  std::lock_guard guard(lock_);
+  Connection* c = connect();
+  if (c == nullptr) return writeFailure();
+  if (!c->writable) return ERROR_ACCESS_DENIED;
+  // One statement is one transaction; the key's row must still be there.
+  WriterTurn turn(c->writers);
+  Query q = c->query(SetValue);
+  const int rc = q.bind(1, key).bind(2, name.text).bind(3, name.fold).bind(4, std::int64_t{type}).bindBlob(5, data, size).step();
+  return rc == SQLITE_DONE ? ERROR_SUCCESS : errorFromSqlite(rc);
+}
+
+LONG Store::queryValue(KeyId key, const Name& name, DWORD& type, std::string& data) {
+  std::lock_guard guard(lock_);
+  Connection* c = connect();
+  if (c == nullptr) return readFailure(ERROR_FILE_NOT_FOUND);
+  {
+    Query q = c->query(GetValue);
+    const int rc = q.bind(1, key).bind(2, name.fold).step();
+    if (rc == SQLITE_ROW) {
+      type = static_cast<DWORD>(q.integer(0));
+      q.blob(1, data);
+      return ERROR_SUCCESS;
+    }
+    if (rc != SQLITE_DONE) return errorFromSqlite(rc);
+  }
+  return keyState(*c, key, ERROR_FILE_NOT_FOUND);
+}
+
+LONG Store::deleteValue(KeyId key, const Name& name) {
+  std::lock_guard guard(lock_);
+  Connection* c = connect();
+  if (c == nullptr) return writeFailure();
+  if (!c->writable) return ERROR_ACCESS_DENIED;
+  WriterTurn turn(c->writers);
+  {
+    Query q = c->query(DeleteValue);
+    const int rc = q.bind(1, key).bind(2, name.fold).step();
+    if (rc != SQLITE_DONE) return errorFromSqlite(rc);
+  }
+  if (sqlite3_changes(c->db) > 0) return ERROR_SUCCESS;
+  return keyState(*c, key, ERROR_FILE_NOT_FOUND);
+}
+
+LONG Store::enumKey(KeyId key, DWORD index, std::string& name) {
+  std::lock_guard guard(lock_);
+  Connection* c = connect();
+  if (c == nullptr) return readFailure(ERROR_NO_MORE_ITEMS);
+  {
+    Query q = c->query(NthChild);
+    const int rc = q.bind(1, key).bind(2, std::int64_t{index}).step();
+    if (rc == SQLITE_ROW) {
+      name = q.text(0);
+      return ERROR_SUCCESS;
+    }
+    if (rc != SQLITE_DONE) return errorFromSqlite(rc);
+  }
+  return keyState(*c, key, ERROR_NO_MORE_ITEMS);
+}
+
+LONG Store::enumValue(KeyId key, DWORD index, std::string& name, DWORD& type, std::string& data) {
+  std::lock_guard guard(lock_);
+  Connection* c = connect();
+  if (c == nullptr) return readFailure(ERROR_NO_MORE_ITEMS);
+  {
+    Query q = c->query(NthValue);
+    const int rc = q.bind(1, key).bind(2, std::int64_t{index}).step();
+    if (rc == SQLITE_ROW) {
+      name = q.text(0);
+      type = static_cast<DWORD>(q.integer(1));
+      q.blob(2, data);
+      return ERROR_SUCCESS;
+    }
+    if (rc != SQLITE_DONE) return errorFromSqlite(rc);
+  }
+  return keyState(*c, key, ERROR_NO_MORE_ITEMS);
+}
+
+LONG Store::queryInfo(KeyId key, KeyInfo& info) {
+  info = KeyInfo{};
+  std::lock_guard guard(lock_);
+  Connection* c = connect();
+  if (c == nullptr) return readFailure(ERROR_SUCCESS);
+  Transaction t(*c);
+  if (LONG e = t.begin(false); e != ERROR_SUCCESS) return e;
+  if (LONG e = keyState(*c, key, ERROR_SUCCESS); e != ERROR_SUCCESS) return e;
+  int rc;
+  {
+    Query q = c->query(AllChildren);
+    q.bind(1, key);
+    while ((rc = q.step()) == SQLITE_ROW) {
+      ++info.subKeys;
+      const auto length = static_cast<DWORD>(utf16Length(utf8ToWide(q.text(0))));
+      if (length > info.maxSubKeyLength) info.maxSubKeyLength = length;
+    }
+    if (rc != SQLITE_DONE) return errorFromSqlite(rc);
+  }
+  {
+    Query q = c->query(AllValues);
+    q.bind(1, key);
+    while ((rc = q.step()) == SQLITE_ROW) {
+      ++info.values;
+      const auto length = static_cast<DWORD>(utf16Length(utf8ToWide(q.text(0))));
+      if (length > info.maxValueNameLength) info.maxValueNameLength = length;
+      const auto size = static_cast<DWORD>(q.integer(1));
+      if (size > info.maxValueLength) info.maxValueLength = size;
+    }
+    if (rc != SQLITE_DONE) return errorFromSqlite(rc);
+  }
+  return t.commit();
+}
+
+namespace {
+
+struct Cache {
+  std::mutex lock;
+  std::shared_ptr<Store> current[2];
+  std::map<std::string, std::weak_ptr<Store>> open;
+};
+
+Cache& cache() {
+  static Cache* instance = new Cache;  // stores outlive every static destructor that may use a key
+  return *instance;
+}
+
+}  // namespace
+
+std::shared_ptr<Store> Store::atPath(const std::string& file, bool ownerOnly) {
+  auto& c = cache();
+  std::lock_guard guard(c.lock);
+  for (auto it = c.open.begin(); it != c.open.end();) it = it->second.expired() ? c.open.erase(it) : std::next(it);
+  if (auto it = c.open.find(file); it != c.open.end()) return it->second.lock();
+  std::shared_ptr<Store> store(new Store(file, ownerOnly));
+  c.open[file] = store;
+  return store;
+}
+
+std::shared_ptr<Store> Store::current(Kind kind) {
+  const Location where = locate(kind);
+  auto& c = cache();
+  {
+    std::lock_guard guard(c.lock);
+    const auto& slot = c.current[kind == Kind::User ? 0 : 1];
+    if (slot != nullptr && slot->path_ == where.file) return slot;
+  }
+  auto store = atPath(where.file, where.ownerOnly);
+  std::lock_guard guard(c.lock);
+  c.current[kind == Kind::User ? 0 : 1] = store;
+  return store;
+}
+
+}  // namespace qn::registry

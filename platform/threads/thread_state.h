@@ -1,0 +1,67 @@
+// What the layer keeps for each thread: its Win32 thread id, the futex word
+// its waits sleep on, a cache of recently used handles, the count of mutexes
+// it owns and its message queue. The state is made on first use and torn
+// down when the thread ends, after its C++ thread-local destructors (that is
+// when its mutexes are abandoned). A process's main thread keeps its state
+// until the process ends.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <qnlith/win32/types.h>
+
+#include "../errors/api.h"
+
+namespace qn {
+
+class KernelObject;
+class MessageQueue;
+
+struct ThreadState {
+  // Bumped by whoever wakes the thread; its waits sleep on it.
+  std::atomic<std::uint32_t> wakeups{0};
+
+  // Handles looked up lately by this thread, with a reference to their
+  // objects (see HandleTable::borrow).
+  struct CachedHandle {
+    HANDLE handle = nullptr;
+    std::shared_ptr<KernelObject> object;
+  };
+  static constexpr unsigned CacheSize = 16;
+  CachedHandle cache[CacheSize];
+
+  // Mutexes this thread has taken and not given back; at its end they are
+  // abandoned if any remain.
+  std::uint32_t ownedMutexes = 0;
+
+  std::shared_ptr<MessageQueue> queue;
+};
+
+namespace tls {
+extern __thread DWORD threadId __attribute__((tls_model("initial-exec")));
+extern __thread ThreadState* state __attribute__((tls_model("initial-exec")));
+}  // namespace tls
+
+QN_INTERNAL DWORD assignThreadId();
+QN_INTERNAL ThreadState& createThreadState();
+
+// The calling thread's id: its Linux thread id, as debuggers and ps show it.
+inline DWORD currentThreadId() {
+  const DWORD id = tls::threadId;
+  return id != 0 ? id : assignThreadId();
+}
+
+inline ThreadState& threadState() {
+  ThreadState* state = tls::state;
+  return state != nullptr ? *state : createThreadState();
+}
+
+// The calling thread's state if it has one already; null otherwise.
+inline ThreadState* existingThreadState() { return tls::state; }
+
+// Work done as a thread ends, registered by the areas that keep per-thread
+// records (mutex ownership, message queues).
+void abandonMutexesOf(DWORD threadId);
+void dropMessageQueueOf(DWORD threadId);
+
+}  // namespace qn

@@ -1,0 +1,322 @@
+#include <gtest/gtest.h>
+#include <qnlith/win32.h>
+
+#include <cstring>
+#include <memory>
+#include <tuple>
+
+#include "../../../platform/modules/resources.h"
+#include "resources/patterns.h"
+#include "resources/test_modules.h"
+
+using namespace testmodules;
+
+namespace {
+
+// Holds a module for one test.
+class Loaded {
+ public:
+  Loaded(const std::string& path, DWORD flags = 0)
+      : module_(LoadLibraryExW(wide(path).c_str(), nullptr, flags)) {}
+  ~Loaded() {
+    if (module_) FreeLibrary(module_);
+  }
+  Loaded(const Loaded&) = delete;
+  Loaded& operator=(const Loaded&) = delete;
+  operator HMODULE() const { return module_; }
+
+ private:
+  HMODULE module_;
+};
+
+std::wstring loadString(HMODULE module, UINT id, int size = 4096) {
+  std::vector<wchar_t> buffer(static_cast<std::size_t>(size) + 1, L'#');
+  const int n = LoadStringW(module, id, buffer.data(), size);
+  return std::wstring(buffer.data(), static_cast<std::size_t>(n));
+}
+
+std::string bytesOf(HMODULE module, HRSRC resource) {
+  const auto data = static_cast<const char*>(LockResource(LoadResource(module, resource)));
+  return data ? std::string(data, SizeofResource(module, resource)) : std::string("<none>");
+}
+
+std::string stringBlock(HMODULE module, WORD block, WORD language) {
+  return bytesOf(module, FindResourceExW(module, RT_STRING, MAKEINTRESOURCEW(block), language));
+}
+
+std::wstring nameText(LPCWSTR name) {
+  return IS_INTRESOURCE(name) ? L"#" + std::to_wstring(reinterpret_cast<ULONG_PTR>(name)) : std::wstring(name);
+}
+
+// Every resource of a module: type, name, language and bytes, in the order
+// the enumeration gives them.
+using Listing = std::vector<std::tuple<std::wstring, std::wstring, WORD, std::string>>;
+
+Listing listing(HMODULE module) {
+  struct Walk {
+    HMODULE module;
+    Listing out;
+  } walk{module, {}};
+  EnumResourceTypesW(
+      module,
+      [](HMODULE m, LPWSTR type, LONG_PTR p) -> BOOL {
+        return EnumResourceNamesW(
+            m, type,
+            [](HMODULE m, LPCWSTR type, LPWSTR name, LONG_PTR p) -> BOOL {
+              return EnumResourceLanguagesW(
+                  m, type, name,
+                  [](HMODULE m, LPCWSTR type, LPCWSTR name, WORD language, LONG_PTR p) -> BOOL {
+                    auto& w = *reinterpret_cast<Walk*>(p);
+                    w.out.emplace_back(nameText(type), nameText(name), language,
+                                       bytesOf(m, FindResourceExW(m, type, name, language)));
+                    return TRUE;
+                  },
+                  p);
+            },
+            p);
+      },
+      reinterpret_cast<LONG_PTR>(&walk));
+  return walk.out;
+}
+
+}  // namespace
+
+TEST(Resources, StringsComeInBlocksOfSixteenAndAreCutToTheBuffer) {
+  Loaded module(QN_TEST_MODULE);
+  ASSERT_NE(module, nullptr);
+  EXPECT_EQ(loadString(module, 1), L"Hello from the module");
+  EXPECT_EQ(loadString(module, 2), L"Second string");
+  EXPECT_EQ(loadString(module, 17), L"First of block two");
+  EXPECT_EQ(loadString(module, 18), L"smile \u263A pair \U0001F600 end") << "a surrogate pair is one character";
+
+  // Cut and terminated: 5 characters and the terminator in a buffer of 6.
+  wchar_t small[8];
+  std::fill(std::begin(small), std::end(small), L'#');
+  EXPECT_EQ(LoadStringW(module, 1, small, 6), 5);
+  EXPECT_STREQ(small, L"Hello");
+  EXPECT_EQ(small[6], L'#');
+  EXPECT_EQ(LoadStringW(module, 1, small, 1), 0);
+  EXPECT_EQ(small[0], L'\0');
+
+  const std::wstring cut = loadString(module, 100, 4096);
+  ASSERT_EQ(cut.size(), 4095u);
+  for (int i = 0; i < 4095; ++i) ASSERT_EQ(cut[static_cast<std::size_t>(i)], patterns::longStringChar(i)) << i;
+
+  // Size 0: a read-only pointer to the whole text, kept with the module.
+  const wchar_t* whole = nullptr;
+  EXPECT_EQ(LoadStringW(module, 100, reinterpret_cast<LPWSTR>(&whole), 0), patterns::LongStringLength);
+  ASSERT_NE(whole, nullptr);
+  EXPECT_EQ(whole[patterns::LongStringLength - 1], patterns::longStringChar(patterns::LongStringLength - 1));
+  const wchar_t* again = nullptr;
+  LoadStringW(module, 100, reinterpret_cast<LPWSTR>(&again), 0);
+  EXPECT_EQ(again, whole);
+
+  // A hole in a block, a block that is not there, and an id beyond 16 bits,
+  // which names block 0x1001 and not string 1.
+  for (UINT id : {3u, 16u, 999u, 0x10001u}) {
+    SetLastError(0);
+    std::fill(std::begin(small), std::end(small), L'#');
+    EXPECT_EQ(LoadStringW(module, id, small, 8), 0) << id;
+    EXPECT_EQ(small[0], L'\0');
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_RESOURCE_NAME_NOT_FOUND)) << id;
+  }
+  SetLastError(0);
+  EXPECT_EQ(LoadStringW(module, 1, nullptr, 8), 0);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+
+  EXPECT_EQ(loadString(nullptr, 1), L"Main program string") << "null is the main program";
+  EXPECT_EQ(loadString(GetModuleHandleW(nullptr), 1), L"Main program string");
+}
+
+TEST(Resources, LanguagesFallBackInTheSystemOrder) {
+  Loaded module(QN_TEST_MODULE);
+  ASSERT_NE(module, nullptr);
+  const std::string english = stringBlock(module, 1, 0x0409);
+  const std::string german = stringBlock(module, 1, 0x0407);
+  ASSERT_NE(english, "<none>");
+  ASSERT_NE(german, "<none>");
+  EXPECT_NE(english, german);
+  EXPECT_EQ(stringBlock(module, 1, 0x0000), english) << "neutral asks for the user's language, en-US";
+  EXPECT_EQ(stringBlock(module, 1, 0x0807), german) << "German (Switzerland) takes German's default";
+  EXPECT_EQ(stringBlock(module, 1, 0x040C), english) << "French falls back to en-US";
+  // Block 4 has only a neutral entry, block 3 only French.
+  EXPECT_EQ(stringBlock(module, 4, 0x0407), stringBlock(module, 4, 0x0000));
+  EXPECT_EQ(stringBlock(module, 3, 0x0409), stringBlock(module, 3, 0x040C)) << "the first language, when no other fits";
+  EXPECT_EQ(loadString(module, 40), L"seulement fran\u00E7ais");
+  EXPECT_EQ(loadString(module, 50), L"neutral only");
+}
+
+TEST(Resources, LookupByNumberNameAndType) {
+  Loaded module(QN_TEST_MODULE);
+  ASSERT_NE(module, nullptr);
+  HRSRC named = FindResourceW(module, L"named", RT_RCDATA);
+  ASSERT_NE(named, nullptr) << "string names compare without regard to case";
+  EXPECT_EQ(bytesOf(module, named), std::string("named dataAB"));
+  EXPECT_EQ(FindResourceW(module, L"NAMED", MAKEINTRESOURCEW(10)), named);
+  EXPECT_EQ(FindResourceW(module, L"#400", RT_BITMAP), FindResourceW(module, MAKEINTRESOURCEW(400), RT_BITMAP));
+  EXPECT_EQ(FindResourceW(module, MAKEINTRESOURCEW(300), L"anicursors"),
+            FindResourceW(module, MAKEINTRESOURCEW(300), L"ANICURSORS"));
+  EXPECT_EQ(LoadResource(module, named), LockResource(LoadResource(module, named)));
+
+  struct Miss {
+    LPCWSTR name, type;
+    DWORD error;
+  };
+  for (const Miss& miss : {Miss{MAKEINTRESOURCEW(1), RT_DIALOG, ERROR_RESOURCE_TYPE_NOT_FOUND},
+                           Miss{MAKEINTRESOURCEW(9), RT_ICON, ERROR_RESOURCE_NAME_NOT_FOUND},
+                           Miss{L"other", RT_RCDATA, ERROR_RESOURCE_NAME_NOT_FOUND},
+                           Miss{L"#", RT_RCDATA, ERROR_RESOURCE_NAME_NOT_FOUND},
+                           Miss{L"#70000", RT_RCDATA, ERROR_RESOURCE_NAME_NOT_FOUND},
+                           Miss{nullptr, RT_RCDATA, ERROR_RESOURCE_NAME_NOT_FOUND}}) {
+    SetLastError(0);
+    EXPECT_EQ(FindResourceW(module, miss.name, miss.type), nullptr);
+    EXPECT_EQ(GetLastError(), miss.error);
+  }
+  // A module built without resources has no resource section.
+  HMODULE platform = GetModuleHandleW(L"libqnplatform.so");
+  SetLastError(0);
+  EXPECT_EQ(FindResourceW(platform, MAKEINTRESOURCEW(1), RT_STRING), nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_RESOURCE_DATA_NOT_FOUND));
+  // A handle of another module or none is refused.
+  SetLastError(0);
+  EXPECT_EQ(SizeofResource(platform, named), 0u);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_RESOURCE_DATA_NOT_FOUND));
+  EXPECT_EQ(SizeofResource(module, reinterpret_cast<HRSRC>(reinterpret_cast<char*>(named) + 1)), 0u);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+  EXPECT_EQ(LoadResource(module, nullptr), nullptr);
+  EXPECT_EQ(LockResource(nullptr), nullptr);
+
+  // The message table of messages.mc, one block of ids 1 to 2.
+  HRSRC messages = FindResourceW(module, MAKEINTRESOURCEW(1), RT_MESSAGETABLE);
+  ASSERT_NE(messages, nullptr);
+  const std::string table = bytesOf(module, messages);
+  ASSERT_GE(table.size(), 16u);
+  DWORD blocks, low, high;
+  std::memcpy(&blocks, table.data(), 4);
+  std::memcpy(&low, table.data() + 4, 4);
+  std::memcpy(&high, table.data() + 8, 4);
+  EXPECT_EQ(blocks, 1u);
+  EXPECT_EQ(low, 1u);
+  EXPECT_EQ(high, 2u);
+}
+
+TEST(Resources, EnumerationFollowsDirectoryOrderAndStopsWhenAsked) {
+  Loaded module(QN_TEST_MODULE);
+  ASSERT_NE(module, nullptr);
+  std::vector<std::wstring> types;
+  ASSERT_TRUE(EnumResourceTypesW(
+      module,
+      [](HMODULE, LPWSTR type, LONG_PTR p) -> BOOL {
+        reinterpret_cast<std::vector<std::wstring>*>(p)->push_back(nameText(type));
+        return TRUE;
+      },
+      reinterpret_cast<LONG_PTR>(&types)));
+  const std::vector<std::wstring> expected = {L"ANICURSORS", L"#1", L"#2", L"#3", L"#6", L"#10", L"#11", L"#12", L"#14"};
+  EXPECT_EQ(types, expected);
+
+  int calls = 0;
+  SetLastError(0);
+  EXPECT_FALSE(EnumResourceNamesW(
+      module, RT_STRING,
+      [](HMODULE, LPCWSTR, LPWSTR, LONG_PTR p) -> BOOL { return ++*reinterpret_cast<int*>(p) < 2; },
+      reinterpret_cast<LONG_PTR>(&calls)));
+  EXPECT_EQ(calls, 2);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_RESOURCE_ENUM_USER_STOP));
+
+  std::vector<WORD> languages;
+  EXPECT_TRUE(EnumResourceLanguagesW(
+      module, RT_STRING, MAKEINTRESOURCEW(1),
+      [](HMODULE, LPCWSTR, LPCWSTR, WORD language, LONG_PTR p) -> BOOL {
+        reinterpret_cast<std::vector<WORD>*>(p)->push_back(language);
+        return TRUE;
+      },
+      reinterpret_cast<LONG_PTR>(&languages)));
+  EXPECT_EQ(languages, (std::vector<WORD>{0x0407, 0x0409}));
+  EXPECT_FALSE(EnumResourceNamesW(module, RT_DIALOG, [](HMODULE, LPCWSTR, LPWSTR, LONG_PTR) -> BOOL { return TRUE; }, 0));
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_RESOURCE_TYPE_NOT_FOUND));
+}
+
+TEST(Resources, PeImageAndResFileReadTheSameAsTheElfModule) {
+  Loaded elf(QN_TEST_MODULE);
+  Loaded elfData(QN_TEST_MODULE, LOAD_LIBRARY_AS_DATAFILE);
+  Loaded pe(QN_TEST_PE, LOAD_LIBRARY_AS_DATAFILE);
+  Loaded res(QN_TEST_RES, LOAD_LIBRARY_AS_IMAGE_RESOURCE);
+  ASSERT_NE(elf, nullptr);
+  ASSERT_NE(elfData, nullptr);
+  ASSERT_NE(pe, nullptr);
+  ASSERT_NE(res, nullptr);
+  const Listing reference = listing(elf);
+  ASSERT_EQ(reference.size(), 20u);
+  EXPECT_EQ(listing(elfData), reference);
+  EXPECT_EQ(listing(pe), reference);
+  EXPECT_EQ(listing(res), reference);
+  for (HMODULE m : {static_cast<HMODULE>(pe), static_cast<HMODULE>(res)}) {
+    EXPECT_EQ(loadString(m, 18), L"smile \u263A pair \U0001F600 end");
+    EXPECT_EQ(loadString(m, 100).size(), 4095u);
+  }
+}
+
+TEST(Resources, MessageTablesGiveTheirTextsAsStored) {
+  Loaded module(QN_TEST_MODULE);
+  ASSERT_NE(module, nullptr);
+  std::wstring text;
+  EXPECT_EQ(qn::findMessage(module, 1, 0, text), static_cast<DWORD>(ERROR_SUCCESS));
+  EXPECT_EQ(text, L"The first message, with an insert: %1.\n");
+  EXPECT_EQ(qn::findMessage(module, 2, 0x0400, text), static_cast<DWORD>(ERROR_SUCCESS));
+  EXPECT_EQ(text, L"The second message.\n");
+  EXPECT_EQ(qn::findMessage(module, 2, 0x0409, text), static_cast<DWORD>(ERROR_SUCCESS));
+  EXPECT_EQ(qn::findMessage(module, 3, 0, text), static_cast<DWORD>(ERROR_MR_MID_NOT_FOUND));
+  EXPECT_EQ(qn::findMessage(module, 0, 0, text), static_cast<DWORD>(ERROR_MR_MID_NOT_FOUND));
+  EXPECT_EQ(qn::findMessage(module, 1, 0x0407, text), static_cast<DWORD>(ERROR_RESOURCE_LANG_NOT_FOUND));
+  EXPECT_EQ(qn::findMessage(GetModuleHandleW(L"libqnplatform.so"), 1, 0, text),
+            static_cast<DWORD>(ERROR_RESOURCE_TYPE_NOT_FOUND));
+  EXPECT_EQ(qn::findMessage(nullptr, 1, 0, text), static_cast<DWORD>(ERROR_RESOURCE_TYPE_NOT_FOUND))
+      << "the main program has strings but no message table";
+  Loaded pe(QN_TEST_PE, LOAD_LIBRARY_AS_DATAFILE);
+  EXPECT_EQ(qn::findMessage(pe, 1, 0, text), static_cast<DWORD>(ERROR_SUCCESS));
+  EXPECT_EQ(text, L"The first message, with an insert: %1.\n");
+}
+
+TEST(Resources, Pe32ImagesReadToo) {
+  // A 32-bit PE image with one resource, RCDATA 5 in en-US, laid out by hand:
+  // headers, one .rsrc section at RVA 0x1000 from file offset 0x200.
+  std::vector<std::uint8_t> image(0x400, 0);
+  auto put16 = [&](std::size_t at, std::uint16_t v) { std::memcpy(image.data() + at, &v, 2); };
+  auto put32 = [&](std::size_t at, std::uint32_t v) { std::memcpy(image.data() + at, &v, 4); };
+  image[0] = 'M', image[1] = 'Z';
+  put32(0x3C, 0x40);
+  std::memcpy(image.data() + 0x40, "PE\0\0", 4);
+  put16(0x44, 0x14C);  // i386
+  put16(0x46, 1);      // one section
+  put16(0x54, 224);    // optional header size
+  put16(0x58, 0x10B);  // PE32
+  put32(0x58 + 92, 16);
+  put32(0x58 + 96 + 16, 0x1000);  // resource directory
+  put32(0x58 + 96 + 20, 0x100);
+  std::memcpy(image.data() + 0x138, ".rsrc", 5);
+  put32(0x138 + 8, 0x100);
+  put32(0x138 + 12, 0x1000);
+  put32(0x138 + 16, 0x200);
+  put32(0x138 + 20, 0x200);
+  const std::size_t root = 0x200;
+  put16(root + 14, 1), put32(root + 16, 10), put32(root + 20, 0x80000000u | 0x18);
+  put16(root + 0x18 + 14, 1), put32(root + 0x28, 5), put32(root + 0x2C, 0x80000000u | 0x30);
+  put16(root + 0x30 + 14, 1), put32(root + 0x40, 0x409), put32(root + 0x44, 0x48);
+  put32(root + 0x48, 0x1060), put32(root + 0x4C, 4);
+  std::memcpy(image.data() + root + 0x60, "pe32", 4);
+
+  const std::string path = scratch() + "/pe32.dll";
+  writeFile(path, image);
+  Loaded pe(path, LOAD_LIBRARY_AS_DATAFILE);
+  ASSERT_NE(pe, nullptr) << GetLastError();
+  HRSRC resource = FindResourceExW(pe, RT_RCDATA, MAKEINTRESOURCEW(5), 0x0409);
+  EXPECT_EQ(bytesOf(pe, resource), "pe32");
+  EXPECT_EQ(listing(pe).size(), 1u);
+
+  // The data entry pointing past its section makes the image malformed.
+  put32(root + 0x4C, 0x1000);
+  writeFile(path, image);
+  SetLastError(0);
+  EXPECT_EQ(LoadLibraryExW(wide(path).c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE), nullptr);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BAD_EXE_FORMAT));
+}
