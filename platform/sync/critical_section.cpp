@@ -8,7 +8,7 @@
 #include <atomic>
 
 #include "sync/futex.h"
-#include "threads/thread_state.h"
+#include "sync/thread_state.h"
 
 namespace {
 

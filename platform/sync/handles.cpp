@@ -7,7 +7,7 @@
 
 #include "errors/errors.h"
 #include "sync/futex.h"
-#include "threads/thread_state.h"
+#include "sync/thread_state.h"
 
 namespace qn {
 

@@ -17,7 +17,7 @@
 #include <cstdint>
 
 #include "handles.h"
-#include "../threads/thread_state.h"
+#include "thread_state.h"
 
 namespace qn {
 

@@ -159,7 +159,7 @@ TEST(FormatMessage, BadCallsFailCleanly) {
 
 TEST(FormatMessage, SystemTextsForEveryCodeTheLayerProduces) {
   // Read the codes from the public header, so that a new code without a text fails here.
-  const auto root = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path().parent_path();
+  const auto root = std::filesystem::path(QNLITH_SOURCE_DIR);
   std::ifstream header(root / "include/qnlith/win32/errors.h");
   ASSERT_TRUE(header.good());
   const std::regex define(R"(#define\s+(ERROR_\w+)\s+(\d+)L)");

@@ -1,4 +1,4 @@
-#include "threads/thread_state.h"
+#include "sync/thread_state.h"
 
 #include <pthread.h>
 #include <unistd.h>
