@@ -3,8 +3,13 @@
 #include <qnlith/win32/messages.h>
 #include <qnlith/win32/sync.h>
 
+namespace {
+// The largest count a semaphore can hold.
+constexpr LONG MaximumCount = 0x7FFFFFFF;
+}  // namespace
+
 cSemaphore::cSemaphore(bool initiallySignalled)
-    : handle(CreateSemaphoreW(nullptr, initiallySignalled ? 1 : 0, 0x7FFFFFFF, nullptr)) {}
+    : handle(CreateSemaphoreW(nullptr, initiallySignalled ? 1 : 0, MaximumCount, nullptr)) {}
 
 cSemaphore::cSemaphore(const cSemaphore& other) : handle(other.handle) {}
 

@@ -46,7 +46,8 @@ cString messageText(DWORD number, const wchar_t* insert1, const wchar_t* insert2
   }
   const DWORD written = FormatMessageW(
       FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_ARGUMENT_ARRAY | FORMAT_MESSAGE_IGNORE_INSERTS, module, number,
-      0x400, buffer, 1024, reinterpret_cast<va_list*>(const_cast<wchar_t**>(inserts)));
+      MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT) /* 0x400 */, buffer, 1024,
+      reinterpret_cast<va_list*>(const_cast<wchar_t**>(inserts)));
   if (written == 0) {
     delete[] buffer;
     FreeLibrary(module);
