@@ -2,6 +2,7 @@
 #include <qnlith/win32.h>
 
 #include <cstring>
+#include <cwchar>
 #include <memory>
 #include <tuple>
 
@@ -84,19 +85,40 @@ Listing listing(HMODULE module) {
 TEST(Resources, StringsComeInBlocksOfSixteenAndAreCutToTheBuffer) {
   Loaded module(QN_TEST_MODULE);
   ASSERT_NE(module, nullptr);
-  EXPECT_EQ(loadString(module, 1), L"Hello from the module");
-  EXPECT_EQ(loadString(module, 2), L"Second string");
-  EXPECT_EQ(loadString(module, 17), L"First of block two");
-  EXPECT_EQ(loadString(module, 18), L"smile \u263A pair \U0001F600 end") << "a surrogate pair is one character";
-
-  // Cut and terminated: 5 characters and the terminator in a buffer of 6.
-  wchar_t small[8];
-  std::fill(std::begin(small), std::end(small), L'#');
-  EXPECT_EQ(LoadStringW(module, 1, small, 6), 5);
-  EXPECT_STREQ(small, L"Hello");
-  EXPECT_EQ(small[6], L'#');
-  EXPECT_EQ(LoadStringW(module, 1, small, 1), 0);
-  EXPECT_EQ(small[0], L'\0');
+  constexpr DWORD Unchecked = ~0u;
+  struct Case {
+    UINT id;
+    int size;
+    const wchar_t* text;
+    DWORD error;
+    const char* why;
+  };
+  const Case cases[] = {
+      {1, 64, L"Hello from the module", Unchecked, "a string of block one"},
+      {2, 64, L"Second string", Unchecked, "the next one"},
+      {17, 64, L"First of block two", Unchecked, "block two"},
+      {18, 64, L"smile \u263A pair \U0001F600 end", Unchecked, "a surrogate pair is one character"},
+      {1, 6, L"Hello", Unchecked, "cut to the buffer and terminated"},
+      {1, 1, L"", Unchecked, "room for the terminator only"},
+      {0x10001, 64, L"Hello from the module", Unchecked, "only the low 16 bits of the id count"},
+      {0xFFFF0002, 64, L"Second string", Unchecked, "high bits set"},
+      {0x20011, 64, L"First of block two", Unchecked, "high bits over block two"},
+      {3, 8, L"", ERROR_RESOURCE_NAME_NOT_FOUND, "a hole in a block"},
+      {16, 8, L"", ERROR_RESOURCE_NAME_NOT_FOUND, "a block that is not there"},
+      {999, 8, L"", ERROR_RESOURCE_NAME_NOT_FOUND, "far beyond the strings"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    // Guard characters behind the size given.
+    std::vector<wchar_t> buffer(static_cast<std::size_t>(c.size) + 4, L'#');
+    SetLastError(0);
+    EXPECT_EQ(LoadStringW(module, c.id, buffer.data(), c.size), static_cast<int>(std::wcslen(c.text)));
+    EXPECT_STREQ(buffer.data(), c.text);
+    for (std::size_t i = static_cast<std::size_t>(c.size); i < buffer.size(); ++i) EXPECT_EQ(buffer[i], L'#') << i;
+    if (c.error != Unchecked) {
+      EXPECT_EQ(GetLastError(), c.error);
+    }
+  }
 
   const std::wstring cut = loadString(module, 100, 4096);
   ASSERT_EQ(cut.size(), 4095u);
@@ -111,15 +133,6 @@ TEST(Resources, StringsComeInBlocksOfSixteenAndAreCutToTheBuffer) {
   LoadStringW(module, 100, reinterpret_cast<LPWSTR>(&again), 0);
   EXPECT_EQ(again, whole);
 
-  // A hole in a block, a block that is not there, and an id beyond 16 bits,
-  // which names block 0x1001 and not string 1.
-  for (UINT id : {3u, 16u, 999u, 0x10001u}) {
-    SetLastError(0);
-    std::fill(std::begin(small), std::end(small), L'#');
-    EXPECT_EQ(LoadStringW(module, id, small, 8), 0) << id;
-    EXPECT_EQ(small[0], L'\0');
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_RESOURCE_NAME_NOT_FOUND)) << id;
-  }
   SetLastError(0);
   EXPECT_EQ(LoadStringW(module, 1, nullptr, 8), 0);
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
@@ -319,4 +332,47 @@ TEST(Resources, Pe32ImagesReadToo) {
   SetLastError(0);
   EXPECT_EQ(LoadLibraryExW(wide(path).c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE), nullptr);
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BAD_EXE_FORMAT));
+}
+
+TEST(Resources, VersionQueriesAnswerInsideTheCallersBlock) {
+  // The tool carries the project's version resource.
+  const std::wstring file = wide(QNLITH_TOOL);
+  DWORD handle = 0;
+  const DWORD size = GetFileVersionInfoSizeW(file.c_str(), &handle);
+  ASSERT_GT(size, 0u) << GetLastError();
+  std::vector<BYTE> block(size + 64, 0xA5);  // guard bytes behind the size given
+  ASSERT_TRUE(GetFileVersionInfoW(file.c_str(), 0, size, block.data()));
+  for (std::size_t i = size; i < block.size(); ++i) ASSERT_EQ(block[i], 0xA5) << "written past the size at " << i;
+
+  constexpr UINT AnyLength = ~0u;
+  struct Case {
+    const wchar_t* path;
+    BOOL found;
+    UINT length;
+  };
+  const Case cases[] = {
+      {L"\\", TRUE, sizeof(VS_FIXEDFILEINFO)},
+      {L"", TRUE, sizeof(VS_FIXEDFILEINFO)},
+      {L"\\StringFileInfo", TRUE, 0},
+      {L"\\VarFileInfo", TRUE, 0},
+      {L"\\StringFileInfo\\040904b0", TRUE, 0},
+      {L"\\stringfileinfo\\040904B0\\", TRUE, 0},
+      {L"\\VarFileInfo\\Translation", TRUE, 4},
+      {L"\\StringFileInfo\\040904b0\\ProductName", TRUE, 9},
+      {L"\\StringFileInfo\\040904b0\\CompanyName", TRUE, AnyLength},
+      {L"\\StringFileInfo\\040904b0\\NoSuchValue", FALSE, 0},
+      {L"\\NoSuchBlock", FALSE, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.path, c.path + std::wcslen(c.path)));
+    LPVOID value = reinterpret_cast<LPVOID>(1);
+    UINT length = 12345;
+    ASSERT_EQ(VerQueryValueW(block.data(), c.path, &value, &length), c.found);
+    if (!c.found) continue;
+    if (c.length != AnyLength) {
+      EXPECT_EQ(length, c.length);
+    }
+    const auto* at = static_cast<const BYTE*>(value);
+    EXPECT_TRUE(at >= block.data() && at <= block.data() + size) << "the answer lies in the caller's block";
+  }
 }
