@@ -376,3 +376,45 @@ TEST(Resources, VersionQueriesAnswerInsideTheCallersBlock) {
     EXPECT_TRUE(at >= block.data() && at <= block.data() + size) << "the answer lies in the caller's block";
   }
 }
+
+TEST(Resources, BuildHelpersTakeScriptsOfOneNameUtf8MessagesAndToolOptions) {
+  Loaded stems(QN_TEST_STEMS, LOAD_LIBRARY_AS_DATAFILE);
+  Loaded latin(QN_TEST_LATIN_MESSAGES, LOAD_LIBRARY_AS_DATAFILE);
+  ASSERT_NE(stems, nullptr);
+  ASSERT_NE(latin, nullptr);
+  struct StringCase {
+    WORD block, language;
+    UINT id;
+    const wchar_t* text;
+    const char* why;
+  };
+  const StringCase strings[] = {
+      {1, 0x409, 1, L"English strings", "en/strings.rc"},
+      {2, 0x407, 17, L"Deutsche Zeichenkette \u00e4\u00f6\u00fc", "de/strings.rc, a script of the same name"},
+      {3, 0x409, 40, L"Defined by an option", "app.rc, with an id defined by WINDRES_OPTIONS"},
+  };
+  for (const StringCase& c : strings) {
+    SCOPED_TRACE(c.why);
+    EXPECT_NE(FindResourceExW(stems, RT_STRING, MAKEINTRESOURCEW(c.block), c.language), nullptr);
+    EXPECT_EQ(loadString(stems, c.id), c.text);
+  }
+  struct MessageCase {
+    HMODULE module;
+    DWORD id;
+    const wchar_t* text;
+    const char* why;
+  };
+  const MessageCase messages[] = {
+      {stems, 2, L"Gr\u00fc\u00dfe \u263A \U0001F600 end", "app.mc in UTF-8, beside app.rc"},
+      {latin, 3, L"Caf\u00e9 cr\u00e8me", "a Windows-1252 file read so through WINDMC_OPTIONS"},
+  };
+  for (const MessageCase& c : messages) {
+    SCOPED_TRACE(c.why);
+    wchar_t text[128] = {};
+    const DWORD n = FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_IGNORE_INSERTS, c.module, c.id, 0x409,
+                                   text, 128, nullptr);
+    ASSERT_GT(n, 0u) << GetLastError();
+    EXPECT_EQ(std::wstring(text).substr(0, std::wcslen(c.text)), c.text);
+    EXPECT_EQ(std::wstring(text).find_first_not_of(L"\r\n", std::wcslen(c.text)), std::wstring::npos) << "then the line's end only";
+  }
+}
