@@ -149,12 +149,27 @@ TEST(Resources, LanguagesFallBackInTheSystemOrder) {
   ASSERT_NE(english, "<none>");
   ASSERT_NE(german, "<none>");
   EXPECT_NE(english, german);
-  EXPECT_EQ(stringBlock(module, 1, 0x0000), english) << "neutral asks for the user's language, en-US";
-  EXPECT_EQ(stringBlock(module, 1, 0x0807), german) << "German (Switzerland) takes German's default";
-  EXPECT_EQ(stringBlock(module, 1, 0x040C), english) << "French falls back to en-US";
-  // Block 4 has only a neutral entry, block 3 only French.
-  EXPECT_EQ(stringBlock(module, 4, 0x0407), stringBlock(module, 4, 0x0000));
-  EXPECT_EQ(stringBlock(module, 3, 0x0409), stringBlock(module, 3, 0x040C)) << "the first language, when no other fits";
+  // Each row: the block and language asked, and the language whose entry
+  // answers. Block 4 has only a neutral entry, block 3 only French.
+  struct Case {
+    WORD block, asked, answering;
+    const char* why;
+  };
+  const Case cases[] = {
+      {1, 0x0409, 0x0409, "the language itself"},
+      {1, 0x0407, 0x0407, "another language itself"},
+      {1, 0x0000, 0x0409, "neutral asks for the user's language, en-US"},
+      {1, 0x0807, 0x0407, "German (Switzerland) takes German's default"},
+      {1, 0x040C, 0x0409, "French falls back to en-US"},
+      {4, 0x0407, 0x0000, "a neutral entry when no language fits"},
+      {3, 0x0409, 0x040C, "the first language, when no other fits"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    const std::string answer = stringBlock(module, c.block, c.asked);
+    EXPECT_NE(answer, "<none>");
+    EXPECT_EQ(answer, stringBlock(module, c.block, c.answering));
+  }
   EXPECT_EQ(loadString(module, 40), L"seulement fran\u00E7ais");
   EXPECT_EQ(loadString(module, 50), L"neutral only");
 }
@@ -163,12 +178,25 @@ TEST(Resources, LookupByNumberNameAndType) {
   Loaded module(QN_TEST_MODULE);
   ASSERT_NE(module, nullptr);
   HRSRC named = FindResourceW(module, L"named", RT_RCDATA);
-  ASSERT_NE(named, nullptr) << "string names compare without regard to case";
+  ASSERT_NE(named, nullptr);
   EXPECT_EQ(bytesOf(module, named), std::string("named dataAB"));
-  EXPECT_EQ(FindResourceW(module, L"NAMED", MAKEINTRESOURCEW(10)), named);
-  EXPECT_EQ(FindResourceW(module, L"#400", RT_BITMAP), FindResourceW(module, MAKEINTRESOURCEW(400), RT_BITMAP));
-  EXPECT_EQ(FindResourceW(module, MAKEINTRESOURCEW(300), L"anicursors"),
-            FindResourceW(module, MAKEINTRESOURCEW(300), L"ANICURSORS"));
+  // Each row: two ways of naming one resource, which must find the same entry.
+  struct Same {
+    LPCWSTR name, type, otherName, otherType;
+    const char* why;
+  };
+  const Same sames[] = {
+      {L"NAMED", MAKEINTRESOURCEW(10), L"named", RT_RCDATA, "string names compare without regard to case"},
+      {L"#400", RT_BITMAP, MAKEINTRESOURCEW(400), RT_BITMAP, "\"#400\" is the number 400"},
+      {MAKEINTRESOURCEW(300), L"anicursors", MAKEINTRESOURCEW(300), L"ANICURSORS", "type names too"},
+      {MAKEINTRESOURCEW(1), L"#6", MAKEINTRESOURCEW(1), RT_STRING, "\"#6\" as a type"},
+  };
+  for (const Same& c : sames) {
+    SCOPED_TRACE(c.why);
+    HRSRC found = FindResourceW(module, c.name, c.type);
+    EXPECT_NE(found, nullptr);
+    EXPECT_EQ(found, FindResourceW(module, c.otherName, c.otherType));
+  }
   EXPECT_EQ(LoadResource(module, named), LockResource(LoadResource(module, named)));
 
   struct Miss {
@@ -180,7 +208,10 @@ TEST(Resources, LookupByNumberNameAndType) {
                            Miss{L"other", RT_RCDATA, ERROR_RESOURCE_NAME_NOT_FOUND},
                            Miss{L"#", RT_RCDATA, ERROR_RESOURCE_NAME_NOT_FOUND},
                            Miss{L"#70000", RT_RCDATA, ERROR_RESOURCE_NAME_NOT_FOUND},
-                           Miss{nullptr, RT_RCDATA, ERROR_RESOURCE_NAME_NOT_FOUND}}) {
+                           Miss{L"", RT_RCDATA, ERROR_RESOURCE_NAME_NOT_FOUND},
+                           Miss{nullptr, RT_RCDATA, ERROR_RESOURCE_NAME_NOT_FOUND},  // id 0, which it lacks
+                           Miss{MAKEINTRESOURCEW(1), nullptr, ERROR_RESOURCE_TYPE_NOT_FOUND}}) {
+    SCOPED_TRACE(miss.error);
     SetLastError(0);
     EXPECT_EQ(FindResourceW(module, miss.name, miss.type), nullptr);
     EXPECT_EQ(GetLastError(), miss.error);
@@ -417,4 +448,36 @@ TEST(Resources, BuildHelpersTakeScriptsOfOneNameUtf8MessagesAndToolOptions) {
     EXPECT_EQ(std::wstring(text).substr(0, std::wcslen(c.text)), c.text);
     EXPECT_EQ(std::wstring(text).find_first_not_of(L"\r\n", std::wcslen(c.text)), std::wstring::npos) << "then the line's end only";
   }
+}
+
+TEST(Resources, IdZeroIsAnIdLikeAnyOtherForLookupAndEnumeration) {
+  // A .res file with bitmaps 0 and 1: the null entry, then two entries.
+  std::vector<std::uint8_t> res;
+  auto put32 = [&](std::uint32_t v) {
+    for (int i = 0; i < 4; ++i) res.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
+  };
+  auto entry = [&](std::uint16_t type, std::uint16_t name, std::uint16_t language, const std::string& data) {
+    put32(static_cast<std::uint32_t>(data.size()));
+    put32(32);
+    put32(0xFFFFu | (std::uint32_t{type} << 16));
+    put32(0xFFFFu | (std::uint32_t{name} << 16));
+    put32(0);
+    put32(std::uint32_t{language} << 16);
+    put32(0);
+    put32(0);
+    res.insert(res.end(), data.begin(), data.end());
+    while (res.size() % 4) res.push_back(0);
+  };
+  entry(0, 0, 0, "");
+  entry(2, 0, 0x409, "zero");
+  entry(2, 1, 0x409, "one!");
+  const std::string path = scratch() + "/id_zero.res";
+  writeFile(path, res);
+  Loaded module(path, LOAD_LIBRARY_AS_DATAFILE);
+  ASSERT_NE(module, nullptr) << GetLastError();
+
+  const Listing expected = {{L"#2", L"#0", 0x409, "zero"}, {L"#2", L"#1", 0x409, "one!"}};
+  EXPECT_EQ(listing(module), expected) << "each name enumeration hands out is found again";
+  EXPECT_EQ(bytesOf(module, FindResourceW(module, MAKEINTRESOURCEW(0), RT_BITMAP)), "zero");
+  EXPECT_EQ(bytesOf(module, FindResourceW(module, L"#0", RT_BITMAP)), "zero");
 }
