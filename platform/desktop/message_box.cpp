@@ -1,12 +1,17 @@
 // MessageBoxW: the hook, a dialog program, the terminal, standard error.
 #include <fcntl.h>
+#include <netdb.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <cwctype>
@@ -77,6 +82,84 @@ const char* iconWord(UINT icon) {
 
 // --- a dialog program on the graphical display ---------------------------
 
+// Whether a server listens on a local stream socket; `abstract` names one
+// in the abstract namespace.
+bool socketAnswers(const std::string& path, bool abstract) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const std::size_t offset = abstract ? 1 : 0;
+  if (path.empty() || path.size() + offset >= sizeof address.sun_path) return false;
+  std::memcpy(address.sun_path + offset, path.data(), path.size());
+  const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + offset + path.size() + (abstract ? 0 : 1));
+  const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd < 0) return false;
+  const bool answered = connect(fd, reinterpret_cast<const sockaddr*>(&address), length) == 0;
+  close(fd);
+  return answered;
+}
+
+// Whether a server listens on a TCP port of a host, within a second.
+bool portAnswers(const std::string& host, int port) {
+  addrinfo hints{};
+  hints.ai_socktype = SOCK_STREAM;
+  addrinfo* found = nullptr;
+  if (getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) return false;
+  bool answered = false;
+  for (addrinfo* a = found; a != nullptr && !answered; a = a->ai_next) {
+    const int fd = socket(a->ai_family, a->ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, a->ai_protocol);
+    if (fd < 0) continue;
+    if (connect(fd, a->ai_addr, a->ai_addrlen) == 0) {
+      answered = true;
+    } else if (errno == EINPROGRESS) {
+      pollfd end{fd, POLLOUT, 0};
+      int error = 0;
+      socklen_t size = sizeof error;
+      answered = poll(&end, 1, 1000) == 1 && getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
+    }
+    close(fd);
+  }
+  freeaddrinfo(found);
+  return answered;
+}
+
+// DISPLAY is [host]:number[.screen]. A local display listens under
+// /tmp/.X11-unix (in the abstract namespace too), a remote one on TCP port
+// 6000 + number.
+bool x11Reachable() {
+  const char* value = std::getenv("DISPLAY");
+  if (value == nullptr || *value == '\0') return false;
+  const std::string display = value;
+  const std::size_t colon = display.rfind(':');
+  if (colon == std::string::npos) return false;
+  const std::string host = display.substr(0, colon);
+  const std::string number = display.substr(colon + 1, display.find('.', colon) - colon - 1);
+  if (number.empty() || number.size() > 5 || number.find_first_not_of("0123456789") != std::string::npos)
+    return false;
+  if (!host.empty() && host[0] == '/') return socketAnswers(host, false);
+  if (host.empty() || host == "unix") {
+    const std::string socketPath = "/tmp/.X11-unix/X" + number;
+    return socketAnswers(socketPath, true) || socketAnswers(socketPath, false);
+  }
+  return portAnswers(host, 6000 + std::stoi(number));
+}
+
+// WAYLAND_DISPLAY is a socket path, or a name in XDG_RUNTIME_DIR.
+bool waylandReachable() {
+  const char* name = std::getenv("WAYLAND_DISPLAY");
+  if (name == nullptr || *name == '\0') return false;
+  if (name[0] == '/') return socketAnswers(name, false);
+  const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+  if (runtime == nullptr || *runtime == '\0') return false;
+  return socketAnswers(std::string(runtime) + "/" + name, false);
+}
+
+// What a toolkit writes when it finds no display it can use.
+bool couldNotShow(const std::string& errors) {
+  for (const char* sign : {"annot open display", "Failed to connect to"})
+    if (errors.find(sign) != std::string::npos) return true;
+  return false;
+}
+
 std::string onPath(const char* program) {
   const char* path = std::getenv("PATH");
   if (path == nullptr) return {};
@@ -113,20 +196,26 @@ bool pipeAboveStandard(int ends[2]) {
 }
 
 // Runs the program without a shell, gives it `input` on standard input and
-// returns its exit status (-1 if it could not run) and standard output.
+// returns its exit status (-1 if it could not run), standard output and
+// standard error.
 int run(const std::string& program, const std::vector<std::string>& arguments, const std::string& input,
-        std::string& output) {
-  int in[2], out[2];
+        std::string& output, std::string& errors) {
+  int in[2], out[2], err[2];
   if (!pipeAboveStandard(in)) return -1;
   if (!pipeAboveStandard(out)) {
     close(in[0]);
     close(in[1]);
     return -1;
   }
+  if (!pipeAboveStandard(err)) {
+    for (int fd : {in[0], in[1], out[0], out[1]}) close(fd);
+    return -1;
+  }
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, in[0], 0);
   posix_spawn_file_actions_adddup2(&actions, out[1], 1);
+  posix_spawn_file_actions_adddup2(&actions, err[1], 2);
   std::vector<char*> argv;
   argv.push_back(const_cast<char*>(program.c_str()));
   for (const std::string& a : arguments) argv.push_back(const_cast<char*>(a.c_str()));
@@ -136,6 +225,7 @@ int run(const std::string& program, const std::vector<std::string>& arguments, c
   posix_spawn_file_actions_destroy(&actions);
   close(in[0]);
   close(out[1]);
+  close(err[1]);
   if (spawned == 0 && !input.empty()) {
     // A program that ends without reading must not take this process with
     // it: SIGPIPE is held for the write, and one that it caused is taken back.
@@ -161,15 +251,29 @@ int run(const std::string& program, const std::vector<std::string>& arguments, c
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
   }
   close(in[1]);
-  char buffer[256];
-  for (ssize_t n; (n = read(out[0], buffer, sizeof buffer)) != 0;) {
-    if (n < 0) {
+  // Both outputs are read as they come, so that neither pipe fills.
+  pollfd ends[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
+  std::string* texts[2] = {&output, &errors};
+  for (int open = 2; open > 0;) {
+    if (poll(ends, 2, -1) < 0) {
       if (errno == EINTR) continue;
       break;
     }
-    output.append(buffer, static_cast<std::size_t>(n));
+    for (int i = 0; i < 2; ++i) {
+      if (ends[i].fd < 0 || ends[i].revents == 0) continue;
+      char buffer[256];
+      const ssize_t n = read(ends[i].fd, buffer, sizeof buffer);
+      if (n < 0 && errno == EINTR) continue;
+      if (n <= 0) {
+        ends[i].fd = -1;
+        --open;
+        continue;
+      }
+      texts[i]->append(buffer, static_cast<std::size_t>(n));
+    }
   }
   close(out[0]);
+  close(err[0]);
   if (spawned != 0) return -1;
   int status = 0;
   while (waitpid(child, &status, 0) < 0) {
@@ -195,13 +299,18 @@ int zenityDialog(const std::string& program, const Box& box) {
   arguments.push_back("--title=" + box.caption);
   arguments.push_back("--text=" + box.text);
   arguments.push_back("--no-markup");
-  std::string output;
-  const int status = run(program, arguments, {}, output);
+  std::string output, errors;
+  const int status = run(program, arguments, {}, output, errors);
+  // 0 and 1 are the user's answers; anything else (a time-out, a crash, 255
+  // for an error) means no box was seen.
   if (status == 0) return box.buttons[0].id;
   if (status != 1) return 0;
   while (!output.empty() && (output.back() == '\n' || output.back() == '\r')) output.pop_back();
   for (const Button& b : box.buttons)
     if (!output.empty() && output == narrow(b.label)) return b.id;
+  // The toolkit also ends with 1 when it finds no display to open: that is
+  // no answer. It says so on standard error.
+  if (couldNotShow(errors)) return 0;
   return count == 1 ? box.buttons[0].id : box.buttons[count - 1].id;  // the cancel label, or the window closed
 }
 
@@ -216,23 +325,23 @@ int xmessageDialog(const std::string& program, const Box& box) {
   const std::vector<std::string> arguments = {
       "-title", box.caption, "-buttons", buttons, "-default", narrow(box.buttons[box.defaultButton].label),
       "-center", "-file", "-"};
-  std::string output;
-  const int status = run(program, arguments, box.text + "\n", output);
+  std::string output, errors;
+  const int status = run(program, arguments, box.text + "\n", output, errors);
   for (const Button& b : box.buttons)
     if (status == 100 + b.id) return b.id;
   return 0;
 }
 
+// A dialog program answers with a button, or with 0 when it could not show
+// the box: then the next way is tried, down to standard error.
 int dialog(const Box& box) {
-  const char* x11 = std::getenv("DISPLAY");
-  const char* wayland = std::getenv("WAYLAND_DISPLAY");
-  const bool hasX11 = x11 != nullptr && *x11 != '\0';
-  if (!hasX11 && (wayland == nullptr || *wayland == '\0')) return 0;
+  const bool x11 = x11Reachable(), wayland = waylandReachable();
+  if (!x11 && !wayland) return 0;
   const std::string zenity = onPath("zenity");
   if (!zenity.empty()) {
     if (const int result = zenityDialog(zenity, box)) return result;
   }
-  const std::string xmessage = hasX11 ? onPath("xmessage") : std::string();
+  const std::string xmessage = x11 ? onPath("xmessage") : std::string();
   if (!xmessage.empty()) return xmessageDialog(xmessage, box);
   return 0;
 }

@@ -147,18 +147,6 @@ HANDLE loadFromModule(HMODULE module, LPCWSTR name, UINT type, int width, int he
   return iconFromBits(bits->data, icon, width, height, flags);
 }
 
-// Images loaded with LR_SHARED, one object for each module, name, type and
-// size, kept for the life of the process.
-struct SharedImages {
-  std::mutex lock;
-  std::map<std::tuple<std::uintptr_t, bool, WORD, std::wstring, UINT, int, int>, HANDLE> images;
-};
-
-SharedImages& sharedImages() {
-  static SharedImages* instance = new SharedImages;
-  return *instance;
-}
-
 }  // namespace
 
 }  // namespace qn
@@ -173,16 +161,17 @@ HANDLE WINAPI LoadImageW(HINSTANCE instance, LPCWSTR name, UINT type, int width,
 
   ResourceName key;
   if (!ResourceName::fromApi(name, key)) return failImage(ERROR_RESOURCE_NAME_NOT_FOUND);
-  auto& shared = sharedImages();
-  const auto id = std::make_tuple(reinterpret_cast<std::uintptr_t>(instance), key.isId, key.id, key.text, type,
-                                  width, height);
-  std::lock_guard guard(shared.lock);
-  auto it = shared.images.find(id);
-  if (it != shared.images.end()) return it->second;
+  // The module's record keeps its shared images and ends them with it.
+  const auto record = findModule(instance);
+  if (record == nullptr) return nullptr;
+  const Module::SharedImageKey id{key.isId, key.id, key.text, type, width, height};
+  std::lock_guard guard(record->imagesLock);
+  auto it = record->sharedImages.find(id);
+  if (it != record->sharedImages.end()) return it->second;
   HANDLE image = loadFromModule(instance, name, type, width, height, flags);
   if (image == nullptr) return nullptr;
   if (auto object = imageObject(image)) object->shared = true;
-  shared.images.emplace(id, image);
+  record->sharedImages.emplace(id, image);
   return image;
 }
 
@@ -238,7 +227,7 @@ namespace {
 BOOL destroy(HANDLE handle, bool bitmap, DWORD error) {
   auto object = imageObject(handle);
   if (object == nullptr || (object->type == IMAGE_BITMAP) != bitmap) return failWith(error);
-  if (object->shared) return TRUE;  // shared images stay with the process
+  if (object->shared) return TRUE;  // shared images stay with their module
   return HandleTable::close(handle);
 }
 

@@ -13,9 +13,11 @@
 // Module handles are not kernel handles: CloseHandle knows nothing of them.
 #pragma once
 
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <tuple>
 #include <unordered_map>
 #include <qnlith/win32/types.h>
 
@@ -60,6 +62,12 @@ struct Module {
   // buffer size of 0; they live as long as the record.
   std::mutex stringsLock;
   std::unordered_map<UINT, std::wstring> strings;
+
+  // Images loaded with LR_SHARED, one for each name, type and size; they
+  // are destroyed with the record, when the module leaves the process.
+  using SharedImageKey = std::tuple<bool, WORD, std::wstring, UINT, int, int>;
+  std::mutex imagesLock;
+  std::map<SharedImageKey, HANDLE> sharedImages;
 
   bool isData() const { return kind == ModuleKind::DataFile || kind == ModuleKind::ImageResource; }
 };

@@ -17,6 +17,7 @@
 #include "modules/module_table.h"
 #include "modules/pe_reader.h"
 #include "modules/res_reader.h"
+#include "sync/handles.h"
 #include "text/unicode.h"
 
 namespace qn {
@@ -42,6 +43,33 @@ bool isFile(const std::string& path) {
 std::string fullPath(const std::string& path) {
   char resolved[PATH_MAX];
   return ::realpath(path.c_str(), resolved) ? std::string(resolved) : path;
+}
+
+// The path made absolute against the working directory, "." and ".." parts
+// settled by name; links stay as they are, so the base name is the caller's.
+std::string absolutePath(const std::string& path) {
+  std::string joined = path;
+  if (path.empty() || path[0] != '/') {
+    char here[PATH_MAX];
+    if (::getcwd(here, sizeof here) == nullptr) return path;
+    joined = std::string(here) + "/" + path;
+  }
+  std::vector<std::string> parts;
+  std::size_t start = 0;
+  while (start <= joined.size()) {
+    std::size_t end = joined.find('/', start);
+    if (end == std::string::npos) end = joined.size();
+    const std::string part = joined.substr(start, end - start);
+    if (part == "..") {
+      if (!parts.empty()) parts.pop_back();
+    } else if (!part.empty() && part != ".") {
+      parts.push_back(part);
+    }
+    start = end + 1;
+  }
+  std::string result;
+  for (const auto& part : parts) result += "/" + part;
+  return result.empty() ? std::string("/") : result;
 }
 
 std::string directoryOf(const std::string& path) {
@@ -142,6 +170,46 @@ std::uintptr_t baseOf(const dl_phdr_info& info) {
   return info.dlpi_addr;
 }
 
+// The absolute paths of objects the dynamic linker names relatively (found
+// through a relative search path), taken while the working directory was
+// still the one they were found from.
+struct RelativeNames {
+  std::mutex lock;
+  std::unordered_map<std::string, std::string> absolute;
+};
+
+RelativeNames& relativeNames() {
+  static RelativeNames* instance = new RelativeNames;
+  return *instance;
+}
+
+std::vector<LoadedObject> loadedObjects();
+
+// Notes the absolute path of every relatively named object; called right
+// after the linker loaded something, before the directory can change.
+void noteRelativeNames() {
+  std::vector<std::string> relative;
+  ::dl_iterate_phdr(
+      [](dl_phdr_info* info, std::size_t, void* data) {
+        if (info->dlpi_name != nullptr && info->dlpi_name[0] != '\0' && info->dlpi_name[0] != '/' &&
+            std::strchr(info->dlpi_name, '/') != nullptr)
+          static_cast<std::vector<std::string>*>(data)->push_back(info->dlpi_name);
+        return 0;
+      },
+      &relative);
+  auto& names = relativeNames();
+  std::lock_guard guard(names.lock);
+  for (const auto& name : relative) names.absolute[name] = absolutePath(name);
+}
+
+std::string objectPath(const std::string& linkerName) {
+  if (linkerName.empty() || linkerName[0] == '/') return linkerName;
+  auto& names = relativeNames();
+  std::lock_guard guard(names.lock);
+  const auto it = names.absolute.find(linkerName);
+  return it != names.absolute.end() ? it->second : absolutePath(linkerName);
+}
+
 std::vector<LoadedObject> loadedObjects() {
   std::vector<LoadedObject> objects;
   ::dl_iterate_phdr(
@@ -159,6 +227,7 @@ std::vector<LoadedObject> loadedObjects() {
         return 0;
       },
       &objects);
+  for (auto& o : objects) o.path = objectPath(o.path);
   return objects;
 }
 
@@ -360,6 +429,21 @@ HMODULE registerMapped(std::shared_ptr<Module> module) {
   return module->handle;
 }
 
+// An executable that LoadLibrary mapped, by its base name or full path;
+// `hold` adds a reference.
+HMODULE findMappedExecutable(const std::vector<std::string>& names, bool hold) {
+  auto& r = registry();
+  std::lock_guard guard(r.lock);
+  for (const auto& name : names)
+    for (auto& [address, m] : r.modules)
+      if (m->kind == ModuleKind::ExecutableImage && m->loads > 0 &&
+          (hasDirectory(name) ? m->path == fullPath(name) : nameMatches(baseName(m->path), name))) {
+        if (hold) ++m->loads;
+        return m->handle;
+      }
+  return nullptr;
+}
+
 // Where a module name leads for a data load: a loaded module of that name,
 // the program's directory, the current directory.
 std::string findDataFile(const std::vector<std::string>& names) {
@@ -427,6 +511,7 @@ bool objectOfLibrary(void* library, LoadedObject& found) {
 }
 
 HMODULE loadImage(const std::vector<std::string>& names) {
+  if (HMODULE mapped = findMappedExecutable(names, true)) return mapped;
   // A module already in the process is found first, as its base name.
   std::string path;
   LoadedObject loaded;
@@ -446,9 +531,13 @@ HMODULE loadImage(const std::vector<std::string>& names) {
       const std::string beside = directoryOf(mainProgramPath()) + "/" + name;
       if (isFile(beside)) tries.push_back(beside);
       tries.push_back(name);  // the linker's search: LD_LIBRARY_PATH, run paths, its cache, system folders
-      if (isFile(name)) tries.push_back("./" + name);
+      if (isFile(name)) tries.push_back(absolutePath(name));
     }
   }
+  // The linker keeps the name it was given; an absolute one stays true
+  // whatever the working directory becomes.
+  for (auto& candidate : tries)
+    if (hasDirectory(candidate)) candidate = absolutePath(candidate);
   DWORD error = ERROR_MOD_NOT_FOUND;
   for (const auto& candidate : tries) {
     if (hasDirectory(candidate)) {
@@ -478,6 +567,7 @@ HMODULE loadImage(const std::vector<std::string>& names) {
       }
       break;
     }
+    noteRelativeNames();
     LoadedObject object;
     if (!objectOfLibrary(library, object)) {
       ::dlclose(library);
@@ -538,6 +628,7 @@ void* ownSymbol(const Module& module, const char* symbol) {
 }  // namespace
 
 Module::~Module() {
+  for (const auto& [key, image] : sharedImages) HandleTable::close(image);
   if (mapping != nullptr) ::munmap(mapping, mappingSize);
 }
 
@@ -616,6 +707,12 @@ BOOL WINAPI FreeLibrary(HMODULE module) {
   }
   // Destructors of the module run here and may call back into this layer.
   if (library != nullptr && ::dlclose(library) != 0) return failWith(ERROR_MOD_NOT_FOUND);
+  if (library != nullptr) {
+    // A module that left the process takes its record, and its shared
+    // images, with it; another module at its address starts afresh.
+    std::lock_guard guard(r.lock);
+    forgetUnloaded(r);
+  }
   return TRUE;
 }
 
@@ -626,13 +723,7 @@ HMODULE WINAPI GetModuleHandleW(LPCWSTR moduleName) {
   LoadedObject object;
   if (findLoadedByName(names, object)) return handleOf(object.base);
   // Executables mapped by LoadLibrary; files opened as data are not found.
-  auto& r = registry();
-  std::lock_guard guard(r.lock);
-  for (const auto& name : names)
-    for (auto& [address, m] : r.modules)
-      if (m->kind == ModuleKind::ExecutableImage &&
-          (hasDirectory(name) ? m->path == fullPath(name) : nameMatches(baseName(m->path), name)))
-        return m->handle;
+  if (HMODULE mapped = findMappedExecutable(names, false)) return mapped;
   return fail(ERROR_MOD_NOT_FOUND);
 }
 

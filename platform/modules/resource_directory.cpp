@@ -33,8 +33,10 @@ bool entryLess(const ResourceEntry& a, const ResourceEntry& b) {
 }  // namespace
 
 bool ResourceName::fromApi(LPCWSTR name, ResourceName& out) {
+  // Every value below 0x10000 is an integer identifier, 0 among them: a
+  // resource file may hold id 0, and enumeration hands it out as
+  // MAKEINTRESOURCEW(0), so lookup takes it back.
   const auto value = reinterpret_cast<ULONG_PTR>(name);
-  if (value == 0) return false;
   if ((value >> 16) == 0) {
     out = number(static_cast<WORD>(value));
     return true;

@@ -26,8 +26,9 @@ struct ResourceName {
   static ResourceName string(std::wstring text) { return ResourceName{false, 0, std::move(text)}; }
 
   // The form the API takes: a number below 0x10000 or a pointer to a
-  // string; "#123" stands for the number 123. False for an empty string,
-  // a null pointer and a "#" that is not followed by a number below 0x10000.
+  // string; "#123" stands for the number 123. Null is the number 0. False
+  // for an empty string and a "#" that is not followed by a number below
+  // 0x10000.
   static bool fromApi(LPCWSTR name, ResourceName& out);
 
   // The form the API hands out (MAKEINTRESOURCE or the text's pointer).

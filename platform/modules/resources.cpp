@@ -163,6 +163,8 @@ int WINAPI LoadStringW(HINSTANCE instance, UINT id, LPWSTR buffer, int bufferMax
   }
   auto record = findModule(instance);
   if (record == nullptr) return 0;
+  // A string id is 16 bits wide; the high bits of the parameter go unread.
+  id = LOWORD(id);
   std::wstring text;
   if (!stringResource(*record, id, text)) {
     if (bufferMax > 0) buffer[0] = L'\0';

@@ -189,18 +189,15 @@ BOOL WINAPI VerQueryValueW(LPCVOID data, LPCWSTR subBlock, LPVOID* buffer, PUINT
     *length = sizeof(VS_FIXEDFILEINFO);
     return TRUE;
   }
-  if (!node.text) {
+  // A node without a value (\StringFileInfo, a table, an empty string)
+  // answers with length 0 at its value's place, inside the caller's block,
+  // where callers check that answers lie.
+  if (!node.text || node.valueBytes == 0) {
     *buffer = const_cast<BYTE*>(block + node.value);
     *length = static_cast<UINT>(node.valueBytes);
-    return node.valueBytes > 0 ? TRUE : qn::failWith(ERROR_RESOURCE_DATA_NOT_FOUND);
-  }
-  // A string: its wide form, made by GetFileVersionInfoW.
-  static const wchar_t empty[1] = {L'\0'};
-  if (node.valueBytes == 0) {
-    *buffer = const_cast<wchar_t*>(empty);
-    *length = 0;
     return TRUE;
   }
+  // A string: its wide form, made by GetFileVersionInfoW.
   const std::size_t tail = tailStart(rawLength);
   DWORD header[2];
   std::memcpy(header, block + tail, sizeof header);

@@ -2,6 +2,7 @@
 // registers itself with a static QnlithCommand object.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -24,3 +25,10 @@ void qnlithErr(const std::wstring& text);
 // Prints "qnlith <name>: <problem>" and the command's usage to standard error;
 // returns the exit status for bad usage.
 int qnlithUsageError(const char* name, const std::wstring& problem);
+
+// Reads a whole-number argument of a command: decimal, or hexadecimal with
+// 0x, with a minus sign only where `low` is negative. Anything else, or a
+// value outside low..high, is refused: the usage error is printed, naming
+// `what`, and false returned, with the exit status in `status`.
+bool qnlithNumber(const char* name, const wchar_t* what, const std::wstring& text, std::int64_t low,
+                  std::int64_t high, std::int64_t& value, int& status);

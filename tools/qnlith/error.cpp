@@ -7,13 +7,10 @@ namespace {
 
 int error(const QnlithArguments& arguments) {
   if (arguments.size() != 1) return qnlithUsageError("error", L"expects one error code");
-  DWORD code;
-  try {
-    code = cString(arguments[0].c_str()).asUint(false);
-  } catch (const cException& e) {
-    return qnlithUsageError("error", e.text);
-  }
-  cString text = findErrorMessageText(code);
+  std::int64_t code;
+  int status;
+  if (!qnlithNumber("error", L"the error code", arguments[0], 0, 0xFFFFFFFF, code, status)) return status;
+  cString text = findErrorMessageText(static_cast<DWORD>(code));
   text.stripTrailing();
   qnlithOut(cString(text + L"\n").c_str());
   return 0;

@@ -73,6 +73,46 @@ int qnlithUsageError(const char* name, const std::wstring& problem) {
   return 2;
 }
 
+bool qnlithNumber(const char* name, const wchar_t* what, const std::wstring& text, std::int64_t low,
+                  std::int64_t high, std::int64_t& value, int& status) {
+  std::size_t at = 0;
+  const bool negative = !text.empty() && text[0] == L'-';
+  if (negative) ++at;
+  unsigned base = 10;
+  if (text.size() > at + 2 && text[at] == L'0' && (text[at + 1] == L'x' || text[at + 1] == L'X')) {
+    base = 16;
+    at += 2;
+  }
+  // The magnitude is gathered unsigned and stops growing past the widest
+  // bound, so that no input can wrap it into range.
+  const std::uint64_t widest = std::max<std::uint64_t>(static_cast<std::uint64_t>(high < 0 ? 0 : high),
+                                                       low < 0 ? 0 - static_cast<std::uint64_t>(low) : 0);
+  std::uint64_t magnitude = 0;
+  bool digits = at < text.size(), tooLarge = false;
+  for (; at < text.size() && digits; ++at) {
+    const wchar_t c = text[at];
+    unsigned digit;
+    if (c >= L'0' && c <= L'9') digit = static_cast<unsigned>(c - L'0');
+    else if (base == 16 && c >= L'a' && c <= L'f') digit = static_cast<unsigned>(c - L'a' + 10);
+    else if (base == 16 && c >= L'A' && c <= L'F') digit = static_cast<unsigned>(c - L'A' + 10);
+    else digits = false;
+    if (digits && !tooLarge) {
+      magnitude = magnitude * base + digit;
+      tooLarge = magnitude > widest;
+    }
+  }
+  bool inRange = digits && !tooLarge && !(negative && low >= 0);
+  if (inRange) {
+    value = negative ? -static_cast<std::int64_t>(magnitude) : static_cast<std::int64_t>(magnitude);
+    inRange = value >= low && value <= high;
+  }
+  if (inRange) return true;
+  std::wstring problem = std::wstring(what) + L" must be a whole number from " + std::to_wstring(low) + L" to " +
+                         std::to_wstring(high) + L", not '" + text + L"'";
+  status = qnlithUsageError(name, problem);
+  return false;
+}
+
 int main(int argc, char** argv) {
   if (argc < 2) {
     printHelp();

@@ -7,10 +7,12 @@ namespace {
 
 int message(const QnlithArguments& arguments) {
   if (arguments.size() != 2) return qnlithUsageError("message", L"expects a message file and a message number");
+  std::int64_t number;
+  int status;
+  if (!qnlithNumber("message", L"the message number", arguments[1], 0, 0xFFFFFFFF, number, status)) return status;
   try {
-    const DWORD number = cString(arguments[1].c_str()).asUint(false);
     setMessageFile(arguments[0].c_str());
-    const cString text = messageText(number);
+    const cString text = messageText(static_cast<DWORD>(number));
     if (text.isEmpty()) {
       qnlithErr(L"qnlith message: " + arguments[0] + L" could not be loaded\n");
       return 1;

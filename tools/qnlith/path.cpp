@@ -1,8 +1,6 @@
 // qnlith path: the path algebra of cFileSystem on the command line.
 #include <qnlith/qnlith.h>
 
-#include <cerrno>
-#include <cwchar>
 
 #include "command.h"
 
@@ -50,11 +48,9 @@ int peel(const QnlithArguments& a) {
 
 int shorten(const QnlithArguments& a) {
   if (a.size() != 2) return qnlithUsageError(Name, L"shorten expects a text and a limit");
-  wchar_t* end = nullptr;
-  errno = 0;
-  const long limit = std::wcstol(a[1].c_str(), &end, 10);
-  if (a[1].empty() || *end != L'\0' || errno != 0 || limit < INT32_MIN || limit > INT32_MAX)
-    return qnlithUsageError(Name, L"the limit must be a whole number");
+  std::int64_t limit;
+  int status;
+  if (!qnlithNumber(Name, L"the limit", a[1], INT32_MIN, INT32_MAX, limit, status)) return status;
   cString text(a[0].c_str());
   const bool shortened = cFileSystem::shortenName(text, static_cast<int>(limit));
   qnlithOut(std::wstring(text.c_str()) + (shortened ? L"\n" : L"  (unchanged)\n"));

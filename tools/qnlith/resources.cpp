@@ -104,14 +104,51 @@ void printStringBlock(WORD block, const BYTE* data, DWORD size) {
   }
 }
 
+// What was listed, and what could not be read: one line for each, with the
+// resource's name and the reason.
 struct Listing {
   HMODULE module;
   DWORD count = 0;
+  std::vector<cString> failures;
+
+  void failed(const cString& what) {
+    cString line(what);
+    line += L": ";
+    cString reason = findErrorMessageText(GetLastError());
+    reason.stripTrailing();
+    line += reason.c_str();
+    failures.push_back(line);
+  }
 };
 
+cString typeText(LPCWSTR type) {
+  cString text;
+  const wchar_t* known = IS_INTRESOURCE(type) ? typeName(number(type)) : nullptr;
+  if (known != nullptr) text.format(L"type %u (%s)", static_cast<unsigned>(number(type)), known);
+  else text.format(L"type %s", nameText(type).c_str());
+  return text;
+}
+
+cString resourceText(LPCWSTR type, LPCWSTR name) {
+  cString text = typeText(type);
+  text += L", name ";
+  text += nameText(name).c_str();
+  return text;
+}
+
+// Each callback goes on after a failure, so that one resource it cannot
+// read hides none of the others.
 BOOL CALLBACK language(HMODULE module, LPCWSTR type, LPCWSTR name, WORD languageId, LONG_PTR parameter) {
   auto& listing = *reinterpret_cast<Listing*>(parameter);
   HRSRC resource = FindResourceExW(module, type, name, languageId);
+  if (resource == nullptr) {
+    cString what = resourceText(type, name);
+    cString language;
+    language.format(L", language 0x%04x", static_cast<unsigned>(languageId));
+    what += language.c_str();
+    listing.failed(what);
+    return TRUE;
+  }
   const DWORD size = SizeofResource(module, resource);
   cString line;
   line.format(L"    name %s, language 0x%04x, %u bytes\n", nameText(name).c_str(), static_cast<unsigned>(languageId),
@@ -124,16 +161,16 @@ BOOL CALLBACK language(HMODULE module, LPCWSTR type, LPCWSTR name, WORD language
 }
 
 BOOL CALLBACK name(HMODULE module, LPCWSTR type, LPWSTR resourceName, LONG_PTR parameter) {
-  return EnumResourceLanguagesW(module, type, resourceName, language, parameter);
+  if (!EnumResourceLanguagesW(module, type, resourceName, language, parameter))
+    reinterpret_cast<Listing*>(parameter)->failed(resourceText(type, resourceName));
+  return TRUE;
 }
 
 BOOL CALLBACK type(HMODULE module, LPWSTR resourceType, LONG_PTR parameter) {
-  cString line;
-  const wchar_t* known = IS_INTRESOURCE(resourceType) ? typeName(number(resourceType)) : nullptr;
-  if (known != nullptr) line.format(L"  type %u (%s)\n", static_cast<unsigned>(number(resourceType)), known);
-  else line.format(L"  type %s\n", nameText(resourceType).c_str());
-  qnlithOut(line.c_str());
-  return EnumResourceNamesW(module, resourceType, name, parameter);
+  qnlithOut(std::wstring(L"  ") + typeText(resourceType).c_str() + L"\n");
+  if (!EnumResourceNamesW(module, resourceType, name, parameter))
+    reinterpret_cast<Listing*>(parameter)->failed(typeText(resourceType));
+  return TRUE;
 }
 
 const wchar_t* kindOf(const std::wstring& path) {
@@ -162,11 +199,17 @@ int resources(const QnlithArguments& arguments) {
   cString header;
   header.format(L"%s: %s\n", path.c_str(), kindOf(path));
   qnlithOut(header.c_str());
-  Listing listing{module};
-  if (!EnumResourceTypesW(module, type, reinterpret_cast<LONG_PTR>(&listing)) && listing.count == 0)
-    qnlithOut(L"  no resources\n");
+  Listing listing{module, 0, {}};
+  if (!EnumResourceTypesW(module, type, reinterpret_cast<LONG_PTR>(&listing))) {
+    if (GetLastError() == ERROR_RESOURCE_DATA_NOT_FOUND || GetLastError() == ERROR_RESOURCE_TYPE_NOT_FOUND)
+      qnlithOut(L"  no resources\n");
+    else
+      listing.failed(cString(L"the resource directory"));
+  }
   FreeLibrary(module);
-  return 0;
+  for (const cString& failure : listing.failures)
+    qnlithErr(L"qnlith resources: " + path + L": cannot read " + failure.c_str() + L"\n");
+  return listing.failures.empty() ? 0 : 1;
 }
 
 const QnlithCommand command("resources", "resources <module>      (ELF module, PE image or .res file)", resources);

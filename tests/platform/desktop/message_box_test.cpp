@@ -1,11 +1,15 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <qnlith/win32.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include "support/scratch.h"
@@ -43,6 +47,47 @@ int inSession(Body body) {
   waitpid(child, &status, 0);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
+
+// A socket where a display server would listen; nothing behind it speaks,
+// but a client can connect, which is all the layer asks before it starts a
+// dialog program. X11: in the abstract namespace under /tmp/.X11-unix.
+class ListeningSocket {
+ public:
+  ListeningSocket(const std::string& path, bool abstract) {
+    fd_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const std::size_t offset = abstract ? 1 : 0;
+    std::memcpy(address.sun_path + offset, path.data(), path.size());
+    const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + offset + path.size());
+    listening_ = fd_ >= 0 && bind(fd_, reinterpret_cast<sockaddr*>(&address), length) == 0 && listen(fd_, 16) == 0;
+  }
+  ~ListeningSocket() {
+    if (fd_ >= 0) close(fd_);
+  }
+  bool listening() const { return listening_; }
+
+ private:
+  int fd_ = -1;
+  bool listening_ = false;
+};
+
+// An X11 display number whose abstract socket this test holds.
+struct FakeX11Display {
+  FakeX11Display() {
+    for (int n = 900 + getpid() % 4000; !socket_ && n < 9000; n += 7) {
+      auto candidate = std::make_unique<ListeningSocket>("/tmp/.X11-unix/X" + std::to_string(n), true);
+      if (candidate->listening()) {
+        socket_ = std::move(candidate);
+        name = ":" + std::to_string(n) + ".0";
+      }
+    }
+  }
+  std::string name;
+
+ private:
+  std::unique_ptr<ListeningSocket> socket_;
+};
 
 std::string readAll(int fd) {
   std::string text;
@@ -192,8 +237,13 @@ TEST(MessageBox, DialogProgramsOnTheDisplay) {
   const std::string script = "for a in \"$0\" \"$@\"; do printf '%s\\n' \"$a\"; done > " + log + "\n/bin/cat >> " + log +
                              " </dev/stdin\nprintf '%s' \"$QN_DIALOG_OUT\"\nexit $QN_DIALOG_EXIT\n";
   for (const char* name : {"zenity", "xmessage"}) scratch.script(name, script);
-  static std::string searchPath;
+  static std::string searchPath, runtimeDirectory;
   searchPath = dir;
+  runtimeDirectory = dir;
+  static FakeX11Display x11;
+  ASSERT_FALSE(x11.name.empty());
+  ListeningSocket wayland(dir + "/wayland-qn", false);
+  ASSERT_TRUE(wayland.listening());
   struct Case {
     const char* display;
     const char* exit;
@@ -214,7 +264,8 @@ TEST(MessageBox, DialogProgramsOnTheDisplay) {
     current = &c;
     const int result = inSession([] {
       setenv("PATH", searchPath.c_str(), 1);
-      setenv(current->display, ":99", 1);
+      setenv("XDG_RUNTIME_DIR", runtimeDirectory.c_str(), 1);
+      setenv(current->display, std::strcmp(current->display, "DISPLAY") == 0 ? x11.name.c_str() : "wayland-qn", 1);
       setenv("QN_DIALOG_EXIT", current->exit, 1);
       setenv("QN_DIALOG_OUT", current->out, 1);
       return MessageBoxW(nullptr, L"-text that is no option", L"Dialog caption", current->style);
@@ -231,11 +282,73 @@ TEST(MessageBox, DialogProgramsOnTheDisplay) {
   unlink((dir + "/zenity").c_str());
   const int result = inSession([] {
     setenv("PATH", searchPath.c_str(), 1);
-    setenv("DISPLAY", ":99", 1);
+    setenv("DISPLAY", x11.name.c_str(), 1);
     setenv("QN_DIALOG_EXIT", "104", 1);  // Retry
     return MessageBoxW(nullptr, L"-text", L"Caption", MB_ABORTRETRYIGNORE | MB_DEFBUTTON3);
   });
   EXPECT_EQ(result, IDRETRY);
   EXPECT_EQ(scratch.read("log"), dir + "/xmessage\n-title\nCaption\n-buttons\nAbort:103,Retry:104,Ignore:105\n-default\nIgnore\n"
                                       "-center\n-file\n-\n-text\n");
+}
+
+TEST(MessageBox, ADialogThatCouldNotShowTheBoxIsNoAnswer) {
+  // Each stand-in records that it ran, writes what it is told on standard
+  // error and exits as told; real ones do the same when no display answers.
+  ScratchDirectory scratch;
+  const std::string dir = scratch.path().string();
+  for (const std::string name : {"zenity", "xmessage"})
+    scratch.script(name, "echo " + name + " >> " + dir + "/ran\nprintf '%s' \"$QN_" + name + "_ERR\" >&2\nexit $QN_" +
+                             name + "_EXIT\n");
+  static std::string searchPath;
+  searchPath = dir;
+  static FakeX11Display reachable;
+  ASSERT_FALSE(reachable.name.empty());
+  struct Case {
+    const char* display;  // null: the reachable stand-in
+    const char *zenityExit, *zenityErr, *xmessageExit, *xmessageErr;
+    int expected;
+    const char* ran;
+    bool toStandardError;
+  };
+  const Case cases[] = {
+      // Nothing listens behind the variable: no dialog program is started.
+      {":99", "1", "", "1", "", IDNO, "", true},
+      {"localhost:99", "1", "", "1", "", IDNO, "", true},
+      {"unix:99.0", "1", "", "1", "", IDNO, "", true},
+      // A server answers, but the toolkit cannot use it.
+      {nullptr, "1", "(zenity:1): Gtk-WARNING **: cannot open display: :1", "1", "Error: Can't open display: :1", IDNO,
+       "zenity\nxmessage\n", true},
+      {nullptr, "255", "", "106", "", IDYES, "zenity\nxmessage\n", false},
+      {nullptr, "5", "", "102", "", IDCANCEL, "zenity\nxmessage\n", false},
+      // The user's own Cancel stays an answer.
+      {nullptr, "1", "Gtk-Message: mapped without a transient parent", "106", "", IDCANCEL, "zenity\n", false},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.display ? c.display : "reachable") + " zenity " + c.zenityExit);
+    unlink((dir + "/ran").c_str());
+    static const Case* current;
+    current = &c;
+    int channel[2];
+    ASSERT_EQ(pipe(channel), 0);
+    static int errorEnd;
+    errorEnd = channel[1];
+    const int result = inSession([] {
+      dup2(errorEnd, 2);
+      setenv("PATH", searchPath.c_str(), 1);
+      setenv("DISPLAY", current->display ? current->display : reachable.name.c_str(), 1);
+      setenv("QN_zenity_EXIT", current->zenityExit, 1);
+      setenv("QN_zenity_ERR", current->zenityErr, 1);
+      setenv("QN_xmessage_EXIT", current->xmessageExit, 1);
+      setenv("QN_xmessage_ERR", current->xmessageErr, 1);
+      return MessageBoxW(nullptr, L"Save changes?", L"Stale display", MB_YESNOCANCEL | MB_DEFBUTTON2);
+    });
+    close(channel[1]);
+    const std::string written = readAll(channel[0]);
+    close(channel[0]);
+    EXPECT_EQ(result, c.expected);
+    EXPECT_EQ(scratch.read("ran"), c.ran);
+    EXPECT_EQ(written.find("Stale display\nSave changes?\n(no one to ask: answered No)\n") != std::string::npos,
+              c.toStandardError)
+        << written;
+  }
 }

@@ -282,3 +282,39 @@ TEST(ImageFiles, IconCursorBitmapAndAnimationFilesLoadFromDisk) {
   EXPECT_FALSE(DestroyIcon(nullptr));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_CURSOR_HANDLE));
 }
+
+TEST(SharedImages, LiveAsLongAsTheirModuleStaysLoaded) {
+  const std::wstring modulePath = wide(QN_TEST_MODULE), pluginPath = wide(QN_TEST_PLUGIN);
+  std::vector<HANDLE> earlier;
+  for (int cycle = 0; cycle < 20; ++cycle) {
+    SCOPED_TRACE("load cycle " + std::to_string(cycle));
+    HMODULE module = LoadLibraryW(modulePath.c_str());
+    ASSERT_NE(module, nullptr);
+    HICON icon = LoadIconW(module, MAKEINTRESOURCEW(1));
+    HCURSOR cursor = LoadCursorW(module, MAKEINTRESOURCEW(200));
+    HANDLE small = LoadImageW(module, MAKEINTRESOURCEW(1), IMAGE_ICON, 16, 16, LR_SHARED);
+    ASSERT_NE(icon, nullptr);
+    ASSERT_NE(cursor, nullptr);
+    ASSERT_NE(small, nullptr);
+    EXPECT_EQ(LoadIconW(module, MAKEINTRESOURCEW(1)), icon) << "shared while the module stays";
+    EXPECT_EQ(infoOf(small).width, 16);
+    for (HANDLE old : earlier) EXPECT_NE(old, icon) << "a new load has images of its own";
+    ASSERT_TRUE(FreeLibrary(module));
+    ASSERT_FALSE(isLoaded(QN_TEST_MODULE));
+    for (HANDLE gone : {static_cast<HANDLE>(icon), static_cast<HANDLE>(cursor), small}) {
+      QN_IMAGE_INFO info{};
+      SetLastError(0);
+      EXPECT_FALSE(qnGetImageInfo(gone, &info)) << "a shared image ends with its module";
+      EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+    }
+    earlier.push_back(icon);
+
+    // Another module has no icon, wherever it is loaded.
+    HMODULE other = LoadLibraryW(pluginPath.c_str());
+    ASSERT_NE(other, nullptr);
+    SetLastError(0);
+    EXPECT_EQ(LoadIconW(other, MAKEINTRESOURCEW(1)), nullptr);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_RESOURCE_TYPE_NOT_FOUND));
+    ASSERT_TRUE(FreeLibrary(other));
+  }
+}

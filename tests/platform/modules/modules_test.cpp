@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 #include <qnlith/win32.h>
 
+#include <climits>
 #include <cstring>
+#include <unistd.h>
 
 #include "resources/test_modules.h"
 
@@ -250,4 +252,40 @@ TEST(Modules, ErrorModeIsKeptProcessWide) {
   EXPECT_EQ(GetErrorMode(), static_cast<UINT>(SEM_FAILCRITICALERRORS));
   EXPECT_EQ(SetErrorMode(SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX), static_cast<UINT>(SEM_FAILCRITICALERRORS));
   EXPECT_EQ(SetErrorMode(before), static_cast<UINT>(SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX));
+}
+
+TEST(Modules, ALoadedModuleIsFoundByNameWhateverTheWorkingDirectoryBecomes) {
+  ASSERT_FALSE(isLoaded(QN_TEST_MODULE));
+  char before[PATH_MAX];
+  ASSERT_NE(getcwd(before, sizeof before), nullptr);
+  const std::string module = fullPath(QN_TEST_MODULE);
+  const std::string directory = module.substr(0, module.rfind('/'));
+  ASSERT_EQ(chdir(directory.c_str()), 0);
+  HMODULE first = LoadLibraryW((L"./" + moduleName).c_str());
+  ASSERT_NE(first, nullptr) << GetLastError();
+  ASSERT_EQ(chdir("/"), 0);  // as a file dialog may do
+
+  struct Case {
+    std::wstring name;
+    const char* why;
+  };
+  const Case cases[] = {
+      {moduleName, "the base name"},
+      {moduleName.substr(0, moduleName.size() - 3), "the base name without its extension"},
+      {wide(module), "the full path"},
+      {wide(directory + "/./" + baseName(module)), "a full path with a dot part"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    EXPECT_EQ(GetModuleHandleW(c.name.c_str()), first);
+    HMODULE again = LoadLibraryW(c.name.c_str());
+    EXPECT_EQ(again, first) << GetLastError();
+    EXPECT_EQ(fileNameOf(again), wide(module)) << "the file name is absolute";
+  }
+  for (int i = 0; i < 4; ++i) EXPECT_TRUE(FreeLibrary(first));
+  EXPECT_TRUE(isLoaded(QN_TEST_MODULE)) << "the first reference is still held";
+  EXPECT_EQ(fileNameOf(first), wide(module));
+  EXPECT_TRUE(FreeLibrary(first));
+  EXPECT_FALSE(isLoaded(QN_TEST_MODULE));
+  ASSERT_EQ(chdir(before), 0);
 }

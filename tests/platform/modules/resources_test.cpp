@@ -2,6 +2,7 @@
 #include <qnlith/win32.h>
 
 #include <cstring>
+#include <cwchar>
 #include <memory>
 #include <tuple>
 
@@ -84,19 +85,40 @@ Listing listing(HMODULE module) {
 TEST(Resources, StringsComeInBlocksOfSixteenAndAreCutToTheBuffer) {
   Loaded module(QN_TEST_MODULE);
   ASSERT_NE(module, nullptr);
-  EXPECT_EQ(loadString(module, 1), L"Hello from the module");
-  EXPECT_EQ(loadString(module, 2), L"Second string");
-  EXPECT_EQ(loadString(module, 17), L"First of block two");
-  EXPECT_EQ(loadString(module, 18), L"smile \u263A pair \U0001F600 end") << "a surrogate pair is one character";
-
-  // Cut and terminated: 5 characters and the terminator in a buffer of 6.
-  wchar_t small[8];
-  std::fill(std::begin(small), std::end(small), L'#');
-  EXPECT_EQ(LoadStringW(module, 1, small, 6), 5);
-  EXPECT_STREQ(small, L"Hello");
-  EXPECT_EQ(small[6], L'#');
-  EXPECT_EQ(LoadStringW(module, 1, small, 1), 0);
-  EXPECT_EQ(small[0], L'\0');
+  constexpr DWORD Unchecked = ~0u;
+  struct Case {
+    UINT id;
+    int size;
+    const wchar_t* text;
+    DWORD error;
+    const char* why;
+  };
+  const Case cases[] = {
+      {1, 64, L"Hello from the module", Unchecked, "a string of block one"},
+      {2, 64, L"Second string", Unchecked, "the next one"},
+      {17, 64, L"First of block two", Unchecked, "block two"},
+      {18, 64, L"smile \u263A pair \U0001F600 end", Unchecked, "a surrogate pair is one character"},
+      {1, 6, L"Hello", Unchecked, "cut to the buffer and terminated"},
+      {1, 1, L"", Unchecked, "room for the terminator only"},
+      {0x10001, 64, L"Hello from the module", Unchecked, "only the low 16 bits of the id count"},
+      {0xFFFF0002, 64, L"Second string", Unchecked, "high bits set"},
+      {0x20011, 64, L"First of block two", Unchecked, "high bits over block two"},
+      {3, 8, L"", ERROR_RESOURCE_NAME_NOT_FOUND, "a hole in a block"},
+      {16, 8, L"", ERROR_RESOURCE_NAME_NOT_FOUND, "a block that is not there"},
+      {999, 8, L"", ERROR_RESOURCE_NAME_NOT_FOUND, "far beyond the strings"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    // Guard characters behind the size given.
+    std::vector<wchar_t> buffer(static_cast<std::size_t>(c.size) + 4, L'#');
+    SetLastError(0);
+    EXPECT_EQ(LoadStringW(module, c.id, buffer.data(), c.size), static_cast<int>(std::wcslen(c.text)));
+    EXPECT_STREQ(buffer.data(), c.text);
+    for (std::size_t i = static_cast<std::size_t>(c.size); i < buffer.size(); ++i) EXPECT_EQ(buffer[i], L'#') << i;
+    if (c.error != Unchecked) {
+      EXPECT_EQ(GetLastError(), c.error);
+    }
+  }
 
   const std::wstring cut = loadString(module, 100, 4096);
   ASSERT_EQ(cut.size(), 4095u);
@@ -111,15 +133,6 @@ TEST(Resources, StringsComeInBlocksOfSixteenAndAreCutToTheBuffer) {
   LoadStringW(module, 100, reinterpret_cast<LPWSTR>(&again), 0);
   EXPECT_EQ(again, whole);
 
-  // A hole in a block, a block that is not there, and an id beyond 16 bits,
-  // which names block 0x1001 and not string 1.
-  for (UINT id : {3u, 16u, 999u, 0x10001u}) {
-    SetLastError(0);
-    std::fill(std::begin(small), std::end(small), L'#');
-    EXPECT_EQ(LoadStringW(module, id, small, 8), 0) << id;
-    EXPECT_EQ(small[0], L'\0');
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_RESOURCE_NAME_NOT_FOUND)) << id;
-  }
   SetLastError(0);
   EXPECT_EQ(LoadStringW(module, 1, nullptr, 8), 0);
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
@@ -136,12 +149,27 @@ TEST(Resources, LanguagesFallBackInTheSystemOrder) {
   ASSERT_NE(english, "<none>");
   ASSERT_NE(german, "<none>");
   EXPECT_NE(english, german);
-  EXPECT_EQ(stringBlock(module, 1, 0x0000), english) << "neutral asks for the user's language, en-US";
-  EXPECT_EQ(stringBlock(module, 1, 0x0807), german) << "German (Switzerland) takes German's default";
-  EXPECT_EQ(stringBlock(module, 1, 0x040C), english) << "French falls back to en-US";
-  // Block 4 has only a neutral entry, block 3 only French.
-  EXPECT_EQ(stringBlock(module, 4, 0x0407), stringBlock(module, 4, 0x0000));
-  EXPECT_EQ(stringBlock(module, 3, 0x0409), stringBlock(module, 3, 0x040C)) << "the first language, when no other fits";
+  // Each row: the block and language asked, and the language whose entry
+  // answers. Block 4 has only a neutral entry, block 3 only French.
+  struct Case {
+    WORD block, asked, answering;
+    const char* why;
+  };
+  const Case cases[] = {
+      {1, 0x0409, 0x0409, "the language itself"},
+      {1, 0x0407, 0x0407, "another language itself"},
+      {1, 0x0000, 0x0409, "neutral asks for the user's language, en-US"},
+      {1, 0x0807, 0x0407, "German (Switzerland) takes German's default"},
+      {1, 0x040C, 0x0409, "French falls back to en-US"},
+      {4, 0x0407, 0x0000, "a neutral entry when no language fits"},
+      {3, 0x0409, 0x040C, "the first language, when no other fits"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.why);
+    const std::string answer = stringBlock(module, c.block, c.asked);
+    EXPECT_NE(answer, "<none>");
+    EXPECT_EQ(answer, stringBlock(module, c.block, c.answering));
+  }
   EXPECT_EQ(loadString(module, 40), L"seulement fran\u00E7ais");
   EXPECT_EQ(loadString(module, 50), L"neutral only");
 }
@@ -150,12 +178,25 @@ TEST(Resources, LookupByNumberNameAndType) {
   Loaded module(QN_TEST_MODULE);
   ASSERT_NE(module, nullptr);
   HRSRC named = FindResourceW(module, L"named", RT_RCDATA);
-  ASSERT_NE(named, nullptr) << "string names compare without regard to case";
+  ASSERT_NE(named, nullptr);
   EXPECT_EQ(bytesOf(module, named), std::string("named dataAB"));
-  EXPECT_EQ(FindResourceW(module, L"NAMED", MAKEINTRESOURCEW(10)), named);
-  EXPECT_EQ(FindResourceW(module, L"#400", RT_BITMAP), FindResourceW(module, MAKEINTRESOURCEW(400), RT_BITMAP));
-  EXPECT_EQ(FindResourceW(module, MAKEINTRESOURCEW(300), L"anicursors"),
-            FindResourceW(module, MAKEINTRESOURCEW(300), L"ANICURSORS"));
+  // Each row: two ways of naming one resource, which must find the same entry.
+  struct Same {
+    LPCWSTR name, type, otherName, otherType;
+    const char* why;
+  };
+  const Same sames[] = {
+      {L"NAMED", MAKEINTRESOURCEW(10), L"named", RT_RCDATA, "string names compare without regard to case"},
+      {L"#400", RT_BITMAP, MAKEINTRESOURCEW(400), RT_BITMAP, "\"#400\" is the number 400"},
+      {MAKEINTRESOURCEW(300), L"anicursors", MAKEINTRESOURCEW(300), L"ANICURSORS", "type names too"},
+      {MAKEINTRESOURCEW(1), L"#6", MAKEINTRESOURCEW(1), RT_STRING, "\"#6\" as a type"},
+  };
+  for (const Same& c : sames) {
+    SCOPED_TRACE(c.why);
+    HRSRC found = FindResourceW(module, c.name, c.type);
+    EXPECT_NE(found, nullptr);
+    EXPECT_EQ(found, FindResourceW(module, c.otherName, c.otherType));
+  }
   EXPECT_EQ(LoadResource(module, named), LockResource(LoadResource(module, named)));
 
   struct Miss {
@@ -167,7 +208,10 @@ TEST(Resources, LookupByNumberNameAndType) {
                            Miss{L"other", RT_RCDATA, ERROR_RESOURCE_NAME_NOT_FOUND},
                            Miss{L"#", RT_RCDATA, ERROR_RESOURCE_NAME_NOT_FOUND},
                            Miss{L"#70000", RT_RCDATA, ERROR_RESOURCE_NAME_NOT_FOUND},
-                           Miss{nullptr, RT_RCDATA, ERROR_RESOURCE_NAME_NOT_FOUND}}) {
+                           Miss{L"", RT_RCDATA, ERROR_RESOURCE_NAME_NOT_FOUND},
+                           Miss{nullptr, RT_RCDATA, ERROR_RESOURCE_NAME_NOT_FOUND},  // id 0, which it lacks
+                           Miss{MAKEINTRESOURCEW(1), nullptr, ERROR_RESOURCE_TYPE_NOT_FOUND}}) {
+    SCOPED_TRACE(miss.error);
     SetLastError(0);
     EXPECT_EQ(FindResourceW(module, miss.name, miss.type), nullptr);
     EXPECT_EQ(GetLastError(), miss.error);
@@ -319,4 +363,121 @@ TEST(Resources, Pe32ImagesReadToo) {
   SetLastError(0);
   EXPECT_EQ(LoadLibraryExW(wide(path).c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE), nullptr);
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BAD_EXE_FORMAT));
+}
+
+TEST(Resources, VersionQueriesAnswerInsideTheCallersBlock) {
+  // The tool carries the project's version resource.
+  const std::wstring file = wide(QNLITH_TOOL);
+  DWORD handle = 0;
+  const DWORD size = GetFileVersionInfoSizeW(file.c_str(), &handle);
+  ASSERT_GT(size, 0u) << GetLastError();
+  std::vector<BYTE> block(size + 64, 0xA5);  // guard bytes behind the size given
+  ASSERT_TRUE(GetFileVersionInfoW(file.c_str(), 0, size, block.data()));
+  for (std::size_t i = size; i < block.size(); ++i) ASSERT_EQ(block[i], 0xA5) << "written past the size at " << i;
+
+  constexpr UINT AnyLength = ~0u;
+  struct Case {
+    const wchar_t* path;
+    BOOL found;
+    UINT length;
+  };
+  const Case cases[] = {
+      {L"\\", TRUE, sizeof(VS_FIXEDFILEINFO)},
+      {L"", TRUE, sizeof(VS_FIXEDFILEINFO)},
+      {L"\\StringFileInfo", TRUE, 0},
+      {L"\\VarFileInfo", TRUE, 0},
+      {L"\\StringFileInfo\\040904b0", TRUE, 0},
+      {L"\\stringfileinfo\\040904B0\\", TRUE, 0},
+      {L"\\VarFileInfo\\Translation", TRUE, 4},
+      {L"\\StringFileInfo\\040904b0\\ProductName", TRUE, 9},
+      {L"\\StringFileInfo\\040904b0\\CompanyName", TRUE, AnyLength},
+      {L"\\StringFileInfo\\040904b0\\NoSuchValue", FALSE, 0},
+      {L"\\NoSuchBlock", FALSE, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.path, c.path + std::wcslen(c.path)));
+    LPVOID value = reinterpret_cast<LPVOID>(1);
+    UINT length = 12345;
+    ASSERT_EQ(VerQueryValueW(block.data(), c.path, &value, &length), c.found);
+    if (!c.found) continue;
+    if (c.length != AnyLength) {
+      EXPECT_EQ(length, c.length);
+    }
+    const auto* at = static_cast<const BYTE*>(value);
+    EXPECT_TRUE(at >= block.data() && at <= block.data() + size) << "the answer lies in the caller's block";
+  }
+}
+
+TEST(Resources, BuildHelpersTakeScriptsOfOneNameUtf8MessagesAndToolOptions) {
+  Loaded stems(QN_TEST_STEMS, LOAD_LIBRARY_AS_DATAFILE);
+  Loaded latin(QN_TEST_LATIN_MESSAGES, LOAD_LIBRARY_AS_DATAFILE);
+  ASSERT_NE(stems, nullptr);
+  ASSERT_NE(latin, nullptr);
+  struct StringCase {
+    WORD block, language;
+    UINT id;
+    const wchar_t* text;
+    const char* why;
+  };
+  const StringCase strings[] = {
+      {1, 0x409, 1, L"English strings", "en/strings.rc"},
+      {2, 0x407, 17, L"Deutsche Zeichenkette \u00e4\u00f6\u00fc", "de/strings.rc, a script of the same name"},
+      {3, 0x409, 40, L"Defined by an option", "app.rc, with an id defined by WINDRES_OPTIONS"},
+  };
+  for (const StringCase& c : strings) {
+    SCOPED_TRACE(c.why);
+    EXPECT_NE(FindResourceExW(stems, RT_STRING, MAKEINTRESOURCEW(c.block), c.language), nullptr);
+    EXPECT_EQ(loadString(stems, c.id), c.text);
+  }
+  struct MessageCase {
+    HMODULE module;
+    DWORD id;
+    const wchar_t* text;
+    const char* why;
+  };
+  const MessageCase messages[] = {
+      {stems, 2, L"Gr\u00fc\u00dfe \u263A \U0001F600 end", "app.mc in UTF-8, beside app.rc"},
+      {latin, 3, L"Caf\u00e9 cr\u00e8me", "a Windows-1252 file read so through WINDMC_OPTIONS"},
+  };
+  for (const MessageCase& c : messages) {
+    SCOPED_TRACE(c.why);
+    wchar_t text[128] = {};
+    const DWORD n = FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_IGNORE_INSERTS, c.module, c.id, 0x409,
+                                   text, 128, nullptr);
+    ASSERT_GT(n, 0u) << GetLastError();
+    EXPECT_EQ(std::wstring(text).substr(0, std::wcslen(c.text)), c.text);
+    EXPECT_EQ(std::wstring(text).find_first_not_of(L"\r\n", std::wcslen(c.text)), std::wstring::npos) << "then the line's end only";
+  }
+}
+
+TEST(Resources, IdZeroIsAnIdLikeAnyOtherForLookupAndEnumeration) {
+  // A .res file with bitmaps 0 and 1: the null entry, then two entries.
+  std::vector<std::uint8_t> res;
+  auto put32 = [&](std::uint32_t v) {
+    for (int i = 0; i < 4; ++i) res.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
+  };
+  auto entry = [&](std::uint16_t type, std::uint16_t name, std::uint16_t language, const std::string& data) {
+    put32(static_cast<std::uint32_t>(data.size()));
+    put32(32);
+    put32(0xFFFFu | (std::uint32_t{type} << 16));
+    put32(0xFFFFu | (std::uint32_t{name} << 16));
+    put32(0);
+    put32(std::uint32_t{language} << 16);
+    put32(0);
+    put32(0);
+    res.insert(res.end(), data.begin(), data.end());
+    while (res.size() % 4) res.push_back(0);
+  };
+  entry(0, 0, 0, "");
+  entry(2, 0, 0x409, "zero");
+  entry(2, 1, 0x409, "one!");
+  const std::string path = scratch() + "/id_zero.res";
+  writeFile(path, res);
+  Loaded module(path, LOAD_LIBRARY_AS_DATAFILE);
+  ASSERT_NE(module, nullptr) << GetLastError();
+
+  const Listing expected = {{L"#2", L"#0", 0x409, "zero"}, {L"#2", L"#1", 0x409, "one!"}};
+  EXPECT_EQ(listing(module), expected) << "each name enumeration hands out is found again";
+  EXPECT_EQ(bytesOf(module, FindResourceW(module, MAKEINTRESOURCEW(0), RT_BITMAP)), "zero");
+  EXPECT_EQ(bytesOf(module, FindResourceW(module, L"#0", RT_BITMAP)), "zero");
 }

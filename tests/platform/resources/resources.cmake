@@ -35,6 +35,13 @@ qnlith_add_resources(qn_test_plugin resources/plugin.rc)
 add_executable(qn_test_program resources/program.cpp)
 qnlith_add_resources(qn_test_program resources/program.rc)
 
+# Scripts that share a name, a message file in UTF-8 and one in the code page
+# its options name, and a define given to windres.
+add_library(qn_test_stems SHARED resources/stems/stems.cpp)
+qnlith_add_resources(qn_test_stems resources/stems/en/strings.rc resources/stems/de/strings.rc
+  resources/stems/app.rc resources/stems/app.mc WINDRES_OPTIONS -DQN_OPTION_ID=40)
+qnlith_add_message_file(qn_test_latin_messages NAME QNTEST.MSG resources/stems/latin1.mc WINDMC_OPTIONS -C 1252)
+
 add_library(qn_test_dependency SHARED resources/dependency.cpp)
 target_include_directories(qn_test_dependency PRIVATE ${PROJECT_SOURCE_DIR}/include)
 add_library(qn_test_unresolved SHARED resources/broken.cpp)
@@ -70,7 +77,7 @@ add_custom_target(qn_test_twins DEPENDS ${QN_TEST_DATA}/module.res ${QN_TEST_DAT
 # What a test program needs to find them.
 function(qnlith_use_test_modules target)
   add_dependencies(${target} qn_test_module qn_test_plugin qn_test_program qn_test_twins qn_test_images
-                   qn_test_unresolved qn_test_lost_dependency)
+                   qn_test_unresolved qn_test_lost_dependency qn_test_stems qn_test_latin_messages)
   target_compile_definitions(${target} PRIVATE
     QN_TEST_DATA="${QN_TEST_DATA}"
     QN_TEST_MODULE="$<TARGET_FILE:qn_test_module>"
@@ -79,6 +86,8 @@ function(qnlith_use_test_modules target)
     QN_TEST_PLUGIN="$<TARGET_FILE:qn_test_plugin>"
     QN_TEST_UNRESOLVED="$<TARGET_FILE:qn_test_unresolved>"
     QN_TEST_LOST_DEPENDENCY="$<TARGET_FILE:qn_test_lost_dependency>"
+    QN_TEST_STEMS="$<TARGET_FILE:qn_test_stems>"
+    QN_TEST_LATIN_MESSAGES="$<TARGET_FILE:qn_test_latin_messages>"
     QN_TEST_PE="${QN_TEST_DATA}/module.dll"
     QN_TEST_RES="${QN_TEST_DATA}/module.res")
   target_include_directories(${target} PRIVATE ${QN_TEST_SOURCES})

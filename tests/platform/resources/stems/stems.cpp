@@ -1,0 +1,2 @@
+// A module whose resource scripts share names.
+extern "C" int qnTestStems() { return 1; }
