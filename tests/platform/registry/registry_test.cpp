@@ -59,25 +59,41 @@ TEST(Registry, CreateMakesParentsAndReportsDisposition) {
   HKEY parent = open(HKEY_CURRENT_USER, L"SOFTWARE\\qn");
   EXPECT_EQ(subkeys(parent), std::vector<std::wstring>{L"Deep"}) << "names keep the case they were created with";
 
-  HKEY missing = reinterpret_cast<HKEY>(1);
-  EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Qn\\Nothing", 0, KEY_READ, &missing), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(missing, nullptr);
+  for (HKEY k : {deep, again, parent}) EXPECT_EQ(RegCloseKey(k), ERROR_SUCCESS);
+}
 
-  // A trailing backslash is ignored; a leading one or an empty name is not.
-  HKEY trailing = open(HKEY_CURRENT_USER, L"Software\\Qn\\");
-  HKEY bad = nullptr;
-  EXPECT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, L"\\Software", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &bad, nullptr),
-            ERROR_BAD_PATHNAME);
-  EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"\\Software", 0, KEY_READ, &bad), ERROR_BAD_PATHNAME);
-  EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\\\Qn", 0, KEY_READ, &bad), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, nullptr, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &bad, nullptr),
-            ERROR_INVALID_PARAMETER);
-  const std::wstring longest(255, L'x'), tooLong(256, L'x');
-  RegCloseKey(create(deep, longest.c_str()));
-  EXPECT_EQ(RegCreateKeyExW(deep, tooLong.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &bad, nullptr),
-            ERROR_INVALID_PARAMETER);
-
-  for (HKEY k : {deep, again, parent, trailing}) EXPECT_EQ(RegCloseKey(k), ERROR_SUCCESS);
+// The paths RegOpenKeyExW and RegCreateKeyExW take and refuse, one row an
+// answer; the parent is HKEY_CURRENT_USER with Software\Qn made first.
+TEST(Registry, PathAnswers) {
+  TemporaryRegistry store;
+  RegCloseKey(create(HKEY_CURRENT_USER, L"Software\\Qn"));
+  const std::wstring longest = L"Software\\" + std::wstring(255, L'x'), tooLong = L"Software\\" + std::wstring(256, L'x');
+  const struct {
+    const char* what;
+    const wchar_t* path;
+    LONG open, create;
+  } rows[] = {
+      {"a trailing backslash is ignored", L"Software\\Qn\\", ERROR_SUCCESS, ERROR_SUCCESS},
+      {"a leading backslash", L"\\Software", ERROR_BAD_PATHNAME, ERROR_BAD_PATHNAME},
+      {"an empty name inside", L"Software\\\\Qn", ERROR_INVALID_PARAMETER, ERROR_INVALID_PARAMETER},
+      {"a missing key", L"Software\\Qn\\Nothing", ERROR_FILE_NOT_FOUND, ERROR_SUCCESS},
+      {"a name of 255 characters", longest.c_str(), ERROR_FILE_NOT_FOUND, ERROR_SUCCESS},
+      {"a name of 256 characters", tooLong.c_str(), ERROR_INVALID_PARAMETER, ERROR_INVALID_PARAMETER},
+      {"no path", nullptr, ERROR_SUCCESS, ERROR_INVALID_PARAMETER},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    HKEY key = reinterpret_cast<HKEY>(1);
+    EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, row.path, 0, KEY_READ, &key), row.open);
+    if (row.open != ERROR_SUCCESS) {
+      EXPECT_EQ(key, nullptr) << "a failed open leaves no handle";
+    }
+    if (key != nullptr && key != HKEY_CURRENT_USER) RegCloseKey(key);
+    key = nullptr;
+    EXPECT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, row.path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr),
+              row.create);
+    if (key != nullptr) RegCloseKey(key);
+  }
 }
 
 TEST(Registry, PredefinedRootsAndWhereTheyLive) {
@@ -335,33 +351,43 @@ TEST(Registry, NamesCompareWithoutCaseBeyondAscii) {
   RegCloseKey(key);
 }
 
+// What a handle may do by the rights it was opened with, one row a mask.
 TEST(Registry, AccessMasksAreChecked) {
   TemporaryRegistry store;
   RegCloseKey(create(HKEY_CURRENT_USER, L"Guarded\\Child"));
-  HKEY reader = open(HKEY_CURRENT_USER, L"Guarded", KEY_READ);
-  EXPECT_EQ(setDword(reader, L"v", 1), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(RegDeleteValueW(reader, L"v"), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(RegQueryValueExW(reader, L"v", nullptr, nullptr, nullptr, nullptr), ERROR_FILE_NOT_FOUND);
-  // Creating below a key is checked against the key, not the handle's mask.
-  HKEY made = create(reader, L"Made");
-  RegCloseKey(made);
-
-  HKEY writer = open(HKEY_CURRENT_USER, L"Guarded", KEY_WRITE);
-  EXPECT_EQ(setDword(writer, L"v", 1), ERROR_SUCCESS);
-  EXPECT_EQ(RegQueryValueExW(writer, L"v", nullptr, nullptr, nullptr, nullptr), ERROR_ACCESS_DENIED);
-  wchar_t name[16];
-  DWORD size = 16;
-  EXPECT_EQ(RegEnumKeyExW(writer, 0, name, &size, nullptr, nullptr, nullptr, nullptr), ERROR_ACCESS_DENIED);
-
-  HKEY query = open(HKEY_CURRENT_USER, L"Guarded", KEY_QUERY_VALUE);
-  EXPECT_EQ(RegQueryValueExW(query, L"v", nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
-  EXPECT_EQ(RegEnumKeyExW(query, 0, name, &size, nullptr, nullptr, nullptr, nullptr), ERROR_ACCESS_DENIED);
-  HKEY enumerate = open(HKEY_CURRENT_USER, L"Guarded", KEY_ENUMERATE_SUB_KEYS);
-  EXPECT_EQ(RegEnumKeyExW(enumerate, 0, name, &size, nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
-  HKEY generic = open(HKEY_CURRENT_USER, L"Guarded", GENERIC_READ | GENERIC_WRITE);
-  EXPECT_EQ(setDword(generic, L"w", 2), ERROR_SUCCESS);
-  EXPECT_EQ(RegQueryValueExW(generic, L"w", nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
-  for (HKEY k : {reader, writer, query, enumerate, generic}) RegCloseKey(k);
+  HKEY setup = open(HKEY_CURRENT_USER, L"Guarded", KEY_ALL_ACCESS);
+  ASSERT_EQ(setDword(setup, L"v", 1), ERROR_SUCCESS);
+  const struct {
+    const char* what;
+    REGSAM access;
+    LONG set, query, enumerate, deleteValue, createBelow;
+  } rows[] = {
+      {"KEY_READ", KEY_READ, ERROR_ACCESS_DENIED, ERROR_SUCCESS, ERROR_SUCCESS, ERROR_ACCESS_DENIED, ERROR_SUCCESS},
+      {"KEY_WRITE", KEY_WRITE, ERROR_SUCCESS, ERROR_ACCESS_DENIED, ERROR_ACCESS_DENIED, ERROR_SUCCESS, ERROR_SUCCESS},
+      {"KEY_QUERY_VALUE", KEY_QUERY_VALUE, ERROR_ACCESS_DENIED, ERROR_SUCCESS, ERROR_ACCESS_DENIED,
+       ERROR_ACCESS_DENIED, ERROR_SUCCESS},
+      {"KEY_ENUMERATE_SUB_KEYS", KEY_ENUMERATE_SUB_KEYS, ERROR_ACCESS_DENIED, ERROR_ACCESS_DENIED, ERROR_SUCCESS,
+       ERROR_ACCESS_DENIED, ERROR_SUCCESS},
+      {"GENERIC_READ | GENERIC_WRITE", GENERIC_READ | GENERIC_WRITE, ERROR_SUCCESS, ERROR_SUCCESS, ERROR_SUCCESS,
+       ERROR_SUCCESS, ERROR_SUCCESS},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    HKEY key = open(HKEY_CURRENT_USER, L"Guarded", row.access);
+    EXPECT_EQ(setDword(key, L"v", 1), row.set);
+    EXPECT_EQ(RegQueryValueExW(key, L"v", nullptr, nullptr, nullptr, nullptr), row.query);
+    wchar_t name[16];
+    DWORD size = 16;
+    EXPECT_EQ(RegEnumKeyExW(key, 0, name, &size, nullptr, nullptr, nullptr, nullptr), row.enumerate);
+    EXPECT_EQ(RegDeleteValueW(key, L"v"), row.deleteValue);
+    ASSERT_EQ(setDword(setup, L"v", 1), ERROR_SUCCESS);
+    // Creating below a key is checked against the key, not the handle's mask.
+    HKEY made = nullptr;
+    EXPECT_EQ(RegCreateKeyExW(key, L"Made", 0, nullptr, 0, KEY_READ, nullptr, &made, nullptr), row.createBelow);
+    RegCloseKey(made);
+    RegCloseKey(key);
+  }
+  RegCloseKey(setup);
 }
 
 TEST(Registry, EnumerationIsOrderedAndBounded) {
