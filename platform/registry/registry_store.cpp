@@ -239,6 +239,7 @@ class WriterTurn {
   ~WriterTurn() {
     if (fd_ >= 0) ::flock(fd_, LOCK_UN);
   }
+  void abandon() { fd_ = -1; }
   WriterTurn(const WriterTurn&) = delete;
   WriterTurn& operator=(const WriterTurn&) = delete;
 
@@ -284,8 +285,12 @@ struct Store::Connection {
 
   ~Connection() {
     // A child of fork must not touch the parent's connection: it is left
-    // behind unclosed.
-    if (generation != forkGeneration()) return;
+    // behind unclosed, and a batch's lock, shared with the parent, held.
+    if (generation != forkGeneration()) {
+      if (batchTurn) batchTurn->abandon();
+      return;
+    }
+    batchTurn.reset();
     for (auto* s : statements) sqlite3_finalize(s);
     if (db != nullptr) sqlite3_close_v2(db);
     if (writers >= 0) ::close(writers);
