@@ -275,6 +275,12 @@ struct Store::Connection {
   sqlite3_stmt* statements[StatementCount] = {};
   // Where the last walks of keys' subkeys and values stopped.
   std::unordered_map<KeyId, Walk> keyWalks, valueWalks;
+  // The last counts of keys, with the store's state they hold for.
+  struct Counted {
+    std::int64_t version, changes;
+    KeyInfo info;
+  };
+  std::unordered_map<KeyId, Counted> infos;
   // Open batches of this connection's thread; the first one holds the
   // transaction and the writers' lock.
   unsigned batches = 0;
@@ -697,6 +703,15 @@ LONG Store::queryInfo(KeyId key, KeyInfo& info) {
   Transaction t(*c);
   if (LONG e = t.begin(false); e != ERROR_SUCCESS) return e;
   if (LONG e = keyState(*c, key, ERROR_SUCCESS); e != ERROR_SUCCESS) return e;
+  // Counting reads the whole key; its answer holds while the store is as
+  // it was, so asking again costs no more than a walk's step.
+  std::int64_t version, changes;
+  if (!stamp(*c, version, changes)) return ERROR_REGISTRY_IO_FAILED;
+  if (auto known = c->infos.find(key);
+      known != c->infos.end() && known->second.version == version && known->second.changes == changes) {
+    info = known->second.info;
+    return t.commit();
+  }
   int rc;
   std::string data;
   {
@@ -722,6 +737,8 @@ LONG Store::queryInfo(KeyId key, KeyInfo& info) {
     }
     if (rc != SQLITE_DONE) return errorFromSqlite(rc);
   }
+  if (c->infos.size() >= RememberedWalks) c->infos.clear();
+  c->infos[key] = {version, changes, info};
   return t.commit();
 }
 

@@ -350,14 +350,15 @@ TEST(RegistryStore, WalksByIndexSeeChangesFromAnywhere) {
     std::function<void(HKEY)> change;
     const wchar_t* value2;
     const wchar_t* subkey2;
+    int valueCountChange;  // and subkeys the same
   } rows[] = {
-      {"nothing changes", [](HKEY) {}, L"v2", L"k2"},
+      {"nothing changes", [](HKEY) {}, L"v2", L"k2", 0},
       {"this handle deletes the first",
        [](HKEY k) {
          RegDeleteValueW(k, L"v0");
          RegDeleteKeyW(k, L"k0");
        },
-       L"v3", L"k3"},
+       L"v3", L"k3", -1},
       {"another handle deletes the first",
        [&](HKEY) {
          HKEY k = other(KEY_ALL_ACCESS);
@@ -365,7 +366,7 @@ TEST(RegistryStore, WalksByIndexSeeChangesFromAnywhere) {
          RegDeleteKeyW(k, L"k0");
          RegCloseKey(k);
        },
-       L"v3", L"k3"},
+       L"v3", L"k3", -1},
       {"another process deletes the first",
        [&](HKEY) {
          inAnotherProcess([&] {
@@ -373,7 +374,7 @@ TEST(RegistryStore, WalksByIndexSeeChangesFromAnywhere) {
            return RegDeleteValueW(k, L"v0") == ERROR_SUCCESS && RegDeleteKeyW(k, L"k0") == ERROR_SUCCESS;
          });
        },
-       L"v3", L"k3"},
+       L"v3", L"k3", -1},
       {"another process adds one that sorts first",
        [&](HKEY) {
          inAnotherProcess([&] {
@@ -382,8 +383,8 @@ TEST(RegistryStore, WalksByIndexSeeChangesFromAnywhere) {
                   RegCreateKeyExW(k, L"a", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &made, nullptr) == ERROR_SUCCESS;
          });
        },
-       L"v2", L"k1"},
-      {"this handle sets the first again", [&](HKEY k) { setOne(k, L"V0"); }, L"v2", L"k2"},
+       L"v2", L"k1", 1},
+      {"this handle sets the first again", [&](HKEY k) { setOne(k, L"V0"); }, L"v2", L"k2", 0},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
@@ -401,9 +402,19 @@ TEST(RegistryStore, WalksByIndexSeeChangesFromAnywhere) {
     EXPECT_EQ(valueAt(key, 1), L"v1");
     EXPECT_EQ(subkeyAt(key, 0), L"k0");
     EXPECT_EQ(subkeyAt(key, 1), L"k1");
+    DWORD before = 0, after = 0, subKeys = 0;
+    ASSERT_EQ(RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &before, nullptr, nullptr,
+                               nullptr, nullptr),
+              ERROR_SUCCESS);
     row.change(key);
     EXPECT_EQ(valueAt(key, 2), row.value2);
     EXPECT_EQ(subkeyAt(key, 2), row.subkey2);
+    // Counts asked again see the change too.
+    ASSERT_EQ(RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subKeys, nullptr, nullptr, &after, nullptr, nullptr,
+                               nullptr, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_EQ(after, before + row.valueCountChange);
+    EXPECT_EQ(subKeys, 5u + row.valueCountChange);
     RegCloseKey(key);
   }
 }
