@@ -11,6 +11,9 @@ constexpr REGSAM ReadWrite = 0x2001F;  // KEY_READ | KEY_WRITE
 constexpr REGSAM AllAccess = 0xF003F;  // KEY_ALL_ACCESS
 constexpr REGSAM ReadOnly = 0x20019;   // KEY_READ
 
+// The longest text a string read delivers, in characters.
+constexpr DWORD MaxTextLength = 2047;
+
 // A key of one's own on the same place: a new handle from the open one.
 HKEY duplicateKey(HKEY key, REGSAM access) {
   if (key == nullptr) return nullptr;
@@ -153,35 +156,29 @@ bool cRegistryNode::enumKey(DWORD index, cString& name) {
   return true;
 }
 
-// The number forms read through room for two wide characters, not just the
-// four bytes they pass: a string value's characters are wider here than the
-// size counts, and a short one must not run past the target.
 bool cRegistryNode::readValueFromKey(const cString& name, bool& value) {
   DWORD type = 0xFFFFFFFF;
-  DWORD data[2] = {0, 0};
-  DWORD size = 4;
-  const LONG result =
-      RegQueryValueExW(getKey(), name.c_str(), nullptr, &type, reinterpret_cast<LPBYTE>(data), &size);
+  DWORD data = 0;
+  DWORD size = sizeof data;
+  const LONG result = RegQueryValueExW(getKey(), name.c_str(), nullptr, &type, reinterpret_cast<LPBYTE>(&data), &size);
   if (result != ERROR_SUCCESS || type != REG_DWORD) return false;
-  value = data[0] != 0;
+  value = data != 0;
   return true;
 }
 
 bool cRegistryNode::readValueFromKey(const cString& name, DWORD& value) {
   DWORD type = 0xFFFFFFFF;
-  DWORD data[2] = {0, 0};
-  DWORD size = 4;
-  const LONG result =
-      RegQueryValueExW(getKey(), name.c_str(), nullptr, &type, reinterpret_cast<LPBYTE>(data), &size);
-  if (result != ERROR_SUCCESS) return false;
-  value = data[0];  // also when the type turns out not to fit, as the platform writes it there
-  return type == REG_DWORD;
+  DWORD size = sizeof value;
+  const LONG result = RegQueryValueExW(getKey(), name.c_str(), nullptr, &type, reinterpret_cast<LPBYTE>(&value), &size);
+  return result == ERROR_SUCCESS && type == REG_DWORD;
 }
 
 bool cRegistryNode::readValueFromKey(const cString& name, cString& value) {
   DWORD type = 0xFFFFFFFF;
-  wchar_t buffer[4096] = {};  // 8192 bytes on Windows, of which the size lets 4096 be filled
-  DWORD size = 4096;
+  // Room for 2047 characters and a terminator; the character behind them
+  // stays null, so a value stored without its terminator ends here too.
+  wchar_t buffer[MaxTextLength + 2] = {};
+  DWORD size = (MaxTextLength + 1) * sizeof(wchar_t);
   const LONG result =
       RegQueryValueExW(getKey(), name.c_str(), nullptr, &type, reinterpret_cast<LPBYTE>(buffer), &size);
   if (result != ERROR_SUCCESS) {
@@ -209,7 +206,7 @@ bool cRegistryNode::writeValueToKey(const cString& name, DWORD value) const {
 
 bool cRegistryNode::writeValueToKey(const cString& name, const cString& value) const {
   return RegSetValueExW(getKey(), name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                        value.size() + 2) == ERROR_SUCCESS;
+                        static_cast<DWORD>((value.length() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
 }
 
 HKEY cRegistryNode::getKey() const { return sectionHandle != nullptr ? sectionHandle : baseHandle; }

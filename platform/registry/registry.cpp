@@ -1,7 +1,9 @@
 #include <qnlith/win32/errors.h>
 #include <qnlith/win32/registry.h>
 
+#include <cerrno>
 #include <cstring>
+#include <qnlith/win32/threads.h>
 
 #include "sync/handles.h"
 #include "registry/registry_store.h"
@@ -130,28 +132,66 @@ bool valueNameTooLong(LPCWSTR name) {
   return name != nullptr && qn::registry::utf16Length(name) > qn::registry::MaxValueNameLength;
 }
 
-// Hands a stored value to the caller: the type, the size as stored and,
-// when the buffer is large enough, the data (wchar_t for strings unless
-// `raw`).
-LONG deliver(DWORD storedType, const std::string& bytes, bool raw, LPDWORD type, LPBYTE data, LPDWORD size) {
+// Whether `size` bytes at `data` can be read, without faulting and
+// without disturbing errno behind the caller's back.
+bool readable(const BYTE* data, DWORD size) {
+  if (size == 0) return true;
+  if (data == nullptr) return false;
+  const int saved = errno;
+  const bool bad = IsBadReadPtr(data, size) != FALSE;
+  errno = saved;
+  return !bad;
+}
+
+// A value as the caller's buffers hold it: string data as wchar_t (four
+// bytes a character), every other type byte for byte as stored.
+struct CallerData {
+  std::wstring text;
+  const void* bytes = nullptr;
+  std::size_t size = 0;
+  bool unterminated = false;  // a REG_SZ or REG_EXPAND_SZ without its final null
+};
+
+CallerData callerData(DWORD storedType, const std::string& stored, bool raw) {
+  CallerData out;
+  if (raw || !isStringType(storedType)) {
+    out.bytes = stored.data();
+    out.size = stored.size();
+    return out;
+  }
+  out.text = qn::utf16leToWide(stored.data(), stored.size());
+  out.bytes = out.text.data();
+  out.size = out.text.size() * sizeof(wchar_t);
+  out.unterminated = (storedType == REG_SZ || storedType == REG_EXPAND_SZ) &&
+                     (out.text.empty() || out.text.back() != L'\0');
+  return out;
+}
+
+// Hands a stored value to the caller: the type, the size and, when the
+// buffer is large enough, the data. The size is read before the type is
+// written, for callers that pass one variable for both. A string stored
+// without its terminator gets one when the buffer has room for it.
+LONG deliver(DWORD storedType, const std::string& stored, bool raw, LPDWORD type, LPBYTE data, LPDWORD size) {
+  const DWORD capacity = size != nullptr ? *size : 0;
+  const CallerData value = callerData(storedType, stored, raw);
+  auto needed = static_cast<DWORD>(value.size);
   if (type != nullptr) *type = storedType;
   if (size == nullptr) return ERROR_SUCCESS;
-  const auto stored = static_cast<DWORD>(bytes.size());
   if (data == nullptr) {
-    *size = stored;
+    *size = needed;
     return ERROR_SUCCESS;
   }
-  if (*size < stored) {
-    *size = stored;
+  if (capacity < needed) {
+    *size = needed;
     return ERROR_MORE_DATA;
   }
-  if (!raw && isStringType(storedType)) {
-    const std::wstring text = qn::utf16leToWide(bytes.data(), bytes.size());
-    std::memcpy(data, text.data(), text.size() * sizeof(wchar_t));
-  } else if (stored > 0) {
-    std::memcpy(data, bytes.data(), stored);
+  if (needed > 0) std::memcpy(data, value.bytes, needed);
+  if (value.unterminated && capacity - needed >= sizeof(wchar_t)) {
+    const wchar_t terminator = L'\0';
+    std::memcpy(data + needed, &terminator, sizeof terminator);
+    needed += sizeof terminator;
   }
-  *size = stored;
+  *size = needed;
   return ERROR_SUCCESS;
 }
 
@@ -161,29 +201,23 @@ LONG queryValue(HKEY key, LPCWSTR name, bool raw, LPDWORD type, LPBYTE data, LPD
   if (LONG e = findKey(key, KEY_QUERY_VALUE, target); e != ERROR_SUCCESS) return e;
   DWORD storedType = REG_NONE;
   std::string bytes;
-  if (LONG e = target.store->queryValue(target.id, valueName(name), storedType, bytes); e != ERROR_SUCCESS) return e;
+  if (LONG e = target.store->queryValue(target.id, valueName(name), storedType, bytes); e != ERROR_SUCCESS) {
+    if (e == ERROR_FILE_NOT_FOUND && size != nullptr) *size = 0;
+    return e;
+  }
   return deliver(storedType, bytes, raw, type, data, size);
 }
 
 LONG setValue(HKEY key, LPCWSTR name, DWORD type, const BYTE* data, DWORD size, bool raw) {
-  if (data == nullptr && size != 0) return ERROR_NOACCESS;
+  if (!readable(data, size)) return ERROR_NOACCESS;
   if (valueNameTooLong(name)) return ERROR_INVALID_PARAMETER;
   Target target;
   if (LONG e = findKey(key, KEY_SET_VALUE, target, ERROR_FILE_NOT_FOUND, true); e != ERROR_SUCCESS) return e;
   if (raw || !isStringType(type)) return target.store->setValue(target.id, valueName(name), type, data, size);
-  // Two bytes per character, as the caller counts on Windows. A caller that
-  // counted four (sizeof(wchar_t) here) would make that twice its text, so
-  // the read stops behind the terminator (two for a multi-string) and never
-  // runs past the caller's own characters.
-  const std::size_t limit = size / 2;
-  const auto* chars = reinterpret_cast<const wchar_t*>(data);
-  std::size_t count = 0;
-  while (count < limit) {
-    const bool end = chars[count] == L'\0' && (type != REG_MULTI_SZ || (count > 0 && chars[count - 1] == L'\0'));
-    ++count;
-    if (end) break;
-  }
-  const std::wstring text(chars, count);
+  // The size counts the caller's wchar_t: every whole character is kept,
+  // embedded nulls and all; a last partial character is not one.
+  std::wstring text(size / sizeof(wchar_t), L'\0');
+  if (!text.empty()) std::memcpy(text.data(), data, text.size() * sizeof(wchar_t));
   const std::string bytes = qn::wideToUtf16le(text);
   return target.store->setValue(target.id, valueName(name), type, bytes.data(), bytes.size());
 }
@@ -316,7 +350,11 @@ LSTATUS WINAPI RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSiz
   std::string found, bytes;
   DWORD storedType = REG_NONE;
   if (LONG e = target.store->enumValue(target.id, index, found, storedType, bytes); e != ERROR_SUCCESS) return e;
-  if (LONG e = deliverName(found, name, nameSize); e != ERROR_SUCCESS) return e;
+  if (LONG e = deliverName(found, name, nameSize); e != ERROR_SUCCESS) {
+    // The name didn't fit; the caller still learns the data's type and size.
+    deliver(storedType, bytes, false, type, nullptr, dataSize);
+    return e;
+  }
   return deliver(storedType, bytes, false, type, data, dataSize);
 }
 
@@ -342,4 +380,16 @@ LSTATUS WINAPI RegQueryInfoKeyW(HKEY key, LPWSTR keyClass, LPDWORD classSize, LP
   if (securityDescriptorSize != nullptr) *securityDescriptorSize = 0;
   clearClassAndTime(keyClass, classSize, lastWriteTime);
   return ERROR_SUCCESS;
+}
+
+LSTATUS WINAPI qnRegBeginBatch(HKEY key) {
+  Target target;
+  if (LONG e = find(key, target); e != ERROR_SUCCESS) return e;
+  return target.store->beginBatch();
+}
+
+LSTATUS WINAPI qnRegEndBatch(HKEY key, BOOL commit) {
+  Target target;
+  if (LONG e = find(key, target); e != ERROR_SUCCESS) return e;
+  return target.store->endBatch(commit != FALSE);
 }

@@ -12,8 +12,10 @@
 #include <chrono>
 #include <cstdlib>
 #include <map>
+#include <unordered_map>
 #include <optional>
 #include <qnlith/win32/errors.h>
+#include <qnlith/win32/registry.h>
 #include <thread>
 
 #include "text/unicode.h"
@@ -25,7 +27,16 @@ namespace {
 // Another process holds the write lock for one short transaction at a
 // time; waiting this long means something is badly stuck.
 constexpr int BusyTimeoutMs = 60000;
-constexpr int SchemaVersion = 1;
+constexpr int SchemaVersion = 2;
+// Stores of the first schema lack the index that walks a key's values in
+// order; a writer adds it.
+constexpr int FirstSchemaVersion = 1;
+const char* const Upgrade = R"(
+CREATE INDEX IF NOT EXISTS vals_order ON vals(key, id);
+PRAGMA user_version = 2;
+)";
+// The walks whose positions a connection remembers; more are forgotten.
+constexpr std::size_t RememberedWalks = 64;
 constexpr int ApplicationId = 0x516E5267;
 
 const char* const Schema = R"(
@@ -43,12 +54,13 @@ CREATE TABLE vals(
   type INTEGER NOT NULL,
   data BLOB NOT NULL,
   UNIQUE(key, fold));
+CREATE INDEX vals_order ON vals(key, id);
 INSERT INTO keys(id, parent, name, fold) VALUES
   (1, 0, 'HKEY_CURRENT_USER', 'HKEY_CURRENT_USER'),
   (2, 0, 'HKEY_LOCAL_MACHINE', 'HKEY_LOCAL_MACHINE'),
   (3, 0, 'HKEY_USERS', 'HKEY_USERS');
 PRAGMA application_id = 1366184551;
-PRAGMA user_version = 1;
+PRAGMA user_version = 2;
 )";
 
 static_assert(ApplicationId == 1366184551, "the schema text repeats the application id");
@@ -56,7 +68,7 @@ static_assert(ApplicationId == 1366184551, "the schema text repeats the applicat
 enum StatementId {
   Begin, BeginWrite, Commit, Rollback,
   FindChild, KeyExists, InsertKey, HasChildren, DeleteKey,
-  SetValue, GetValue, DeleteValue, NthChild, NthValue, AllChildren, AllValues,
+  SetValue, GetValue, DeleteValue, NthChild, NthValue, NextChild, NextValue, DataVersion, AllChildren, AllValues,
   StatementCount
 };
 
@@ -74,10 +86,13 @@ const char* const Sql[StatementCount] = {
      "ON CONFLICT(key, fold) DO UPDATE SET type = excluded.type, data = excluded.data"),
     "SELECT type, data FROM vals WHERE key = ?1 AND fold = ?2",
     "DELETE FROM vals WHERE key = ?1 AND fold = ?2",
-    "SELECT name FROM keys WHERE parent = ?1 ORDER BY fold LIMIT 1 OFFSET ?2",
-    "SELECT name, type, data FROM vals WHERE key = ?1 ORDER BY id LIMIT 1 OFFSET ?2",
+    "SELECT name, fold FROM keys WHERE parent = ?1 ORDER BY fold LIMIT 1 OFFSET ?2",
+    "SELECT name, type, data, id FROM vals WHERE key = ?1 ORDER BY id LIMIT 1 OFFSET ?2",
+    "SELECT name, fold FROM keys WHERE parent = ?1 AND fold > ?2 ORDER BY fold LIMIT 1",
+    "SELECT name, type, data, id FROM vals WHERE key = ?1 AND id > ?2 ORDER BY id LIMIT 1",
+    "PRAGMA data_version",
     "SELECT name FROM keys WHERE parent = ?1",
-    "SELECT name, length(data) FROM vals WHERE key = ?1",
+    "SELECT name, type, data FROM vals WHERE key = ?1",
 };
 
 LONG errorFromSqlite(int rc) {
@@ -207,28 +222,6 @@ unsigned forkGeneration() {
 
 }  // namespace
 
-struct Store::Connection {
-  sqlite3* db = nullptr;
-  unsigned generation = forkGeneration();
-  bool writable = false;
-  // A lock file that writers queue on. SQLite's own wait for its write lock
-  // polls with growing sleeps, so a process that writes without pause can
-  // starve the others; a blocking lock wakes a waiter as soon as it is free.
-  int writers = -1;
-  sqlite3_stmt* statements[StatementCount] = {};
-
-  Query query(StatementId id) { return Query(statements[id]); }
-
-  ~Connection() {
-    // A child of fork must not touch the parent's connection: it is left
-    // behind unclosed.
-    if (generation != forkGeneration()) return;
-    for (auto* s : statements) sqlite3_finalize(s);
-    if (db != nullptr) sqlite3_close_v2(db);
-    if (writers >= 0) ::close(writers);
-  }
-};
-
 namespace {
 
 // The turn of one writer of the store among all processes.
@@ -246,6 +239,7 @@ class WriterTurn {
   ~WriterTurn() {
     if (fd_ >= 0) ::flock(fd_, LOCK_UN);
   }
+  void abandon() { fd_ = -1; }
   WriterTurn(const WriterTurn&) = delete;
   WriterTurn& operator=(const WriterTurn&) = delete;
 
@@ -254,6 +248,61 @@ class WriterTurn {
 };
 
 }  // namespace
+
+namespace {
+
+// Where a walk by index stopped: the index and the order key of the row it
+// gave (a subkey's folded name, a value's row id), valid while the store
+// is as it was then.
+struct Walk {
+  DWORD index = 0;
+  std::string fold;
+  std::int64_t id = 0;
+  std::int64_t version = -1;
+  std::int64_t changes = -1;
+};
+
+}  // namespace
+
+struct Store::Connection {
+  sqlite3* db = nullptr;
+  unsigned generation = forkGeneration();
+  bool writable = false;
+  // A lock file that writers queue on. SQLite's own wait for its write lock
+  // polls with growing sleeps, so a process that writes without pause can
+  // starve the others; a blocking lock wakes a waiter as soon as it is free.
+  int writers = -1;
+  sqlite3_stmt* statements[StatementCount] = {};
+  // Where the last walks of keys' subkeys and values stopped.
+  std::unordered_map<KeyId, Walk> keyWalks, valueWalks;
+  // The last counts of keys, with the store's state they hold for.
+  struct Counted {
+    std::int64_t version, changes;
+    KeyInfo info;
+  };
+  std::unordered_map<KeyId, Counted> infos;
+  // Open batches of this connection's thread; the first one holds the
+  // transaction and the writers' lock.
+  unsigned batches = 0;
+  bool rolledBack = false;  // an inner batch ended without committing
+  std::optional<WriterTurn> batchTurn;
+
+  Query query(StatementId id) { return Query(statements[id]); }
+
+  ~Connection() {
+    // A child of fork must not touch the parent's connection: it is left
+    // behind unclosed, and a batch's lock, shared with the parent, held.
+    if (generation != forkGeneration()) {
+      if (batchTurn) batchTurn->abandon();
+      return;
+    }
+    batchTurn.reset();
+    for (auto* s : statements) sqlite3_finalize(s);
+    if (db != nullptr) sqlite3_close_v2(db);
+    if (writers >= 0) ::close(writers);
+  }
+};
+
 
 class Store::Transaction {
  public:
@@ -265,12 +314,15 @@ class Store::Transaction {
   Transaction& operator=(const Transaction&) = delete;
 
   LONG begin(bool write) {
+    // Inside a batch the batch's transaction is this one's.
+    if (c_.batches > 0) return ERROR_SUCCESS;
     if (write) turn_.emplace(c_.writers);
     const int rc = c_.query(write ? BeginWrite : Begin).step();
     open_ = rc == SQLITE_DONE;
     return open_ ? ERROR_SUCCESS : errorFromSqlite(rc);
   }
   LONG commit() {
+    if (!open_) return ERROR_SUCCESS;
     const int rc = c_.query(Commit).step();
     if (rc != SQLITE_DONE) return errorFromSqlite(rc);
     open_ = false;
@@ -324,8 +376,10 @@ LONG prepareSchema(sqlite3* db, bool writable) {
   if (result == ERROR_SUCCESS) {
     if (version == 0 && application == 0 && objects == 0) {
       result = writable ? errorFromSqlite(execute(db, Schema)) : ERROR_FILE_NOT_FOUND;
-    } else if (version != SchemaVersion || application != ApplicationId) {
+    } else if ((version != SchemaVersion && version != FirstSchemaVersion) || application != ApplicationId) {
       result = ERROR_REGISTRY_CORRUPT;  // not a store of ours, or of a later schema
+    } else if (version == FirstSchemaVersion && writable) {
+      result = errorFromSqlite(execute(db, Upgrade));
     }
   }
   if (writable) execute(db, result == ERROR_SUCCESS ? "COMMIT" : "ROLLBACK");
@@ -491,7 +545,8 @@ LONG Store::setValue(KeyId key, const Name& name, DWORD type, const void* data, 
   if (c == nullptr) return writeFailure();
   if (!c->writable) return ERROR_ACCESS_DENIED;
   // One statement is one transaction; the key's row must still be there.
-  WriterTurn turn(c->writers);
+  std::optional<WriterTurn> turn;
+  if (c->batches == 0) turn.emplace(c->writers);
   Query q = c->query(SetValue);
   const int rc = q.bind(1, key).bind(2, name.text).bind(3, name.fold).bind(4, std::int64_t{type}).bindBlob(5, data, size).step();
   return rc == SQLITE_DONE ? ERROR_SUCCESS : errorFromSqlite(rc);
@@ -519,7 +574,8 @@ LONG Store::deleteValue(KeyId key, const Name& name) {
   Connection* c = connect();
   if (c == nullptr) return writeFailure();
   if (!c->writable) return ERROR_ACCESS_DENIED;
-  WriterTurn turn(c->writers);
+  std::optional<WriterTurn> turn;
+  if (c->batches == 0) turn.emplace(c->writers);
   {
     Query q = c->query(DeleteValue);
     const int rc = q.bind(1, key).bind(2, name.fold).step();
@@ -529,38 +585,114 @@ LONG Store::deleteValue(KeyId key, const Name& name) {
   return keyState(*c, key, ERROR_FILE_NOT_FOUND);
 }
 
+// The store's state as this connection sees it inside a read transaction:
+// what other connections committed, and what this one changed.
+bool Store::stamp(Connection& c, std::int64_t& version, std::int64_t& changes) {
+  Query q = c.query(DataVersion);
+  if (q.step() != SQLITE_ROW) return false;
+  version = q.integer(0);
+  changes = sqlite3_total_changes64(c.db);
+  return true;
+}
+
+// A walk by index goes on from where the last call stopped when it asks
+// for the next row of an unchanged key, so walking a key costs the same
+// per call whatever its size; any other index is counted out from the
+// start.
 LONG Store::enumKey(KeyId key, DWORD index, std::string& name) {
   std::lock_guard guard(lock_);
   Connection* c = connect();
   if (c == nullptr) return readFailure(ERROR_NO_MORE_ITEMS);
-  {
-    Query q = c->query(NthChild);
-    const int rc = q.bind(1, key).bind(2, std::int64_t{index}).step();
-    if (rc == SQLITE_ROW) {
-      name = q.text(0);
-      return ERROR_SUCCESS;
-    }
-    if (rc != SQLITE_DONE) return errorFromSqlite(rc);
-  }
-  return keyState(*c, key, ERROR_NO_MORE_ITEMS);
+  Transaction t(*c);
+  if (LONG e = t.begin(false); e != ERROR_SUCCESS) return e;
+  if (LONG e = keyState(*c, key, ERROR_SUCCESS); e != ERROR_SUCCESS) return e;
+  Walk now;
+  if (!stamp(*c, now.version, now.changes)) return ERROR_REGISTRY_IO_FAILED;
+  auto last = c->keyWalks.find(key);
+  const bool goOn = last != c->keyWalks.end() && index > 0 && last->second.index == index - 1 &&
+                    last->second.version == now.version && last->second.changes == now.changes;
+  const std::string after = goOn ? last->second.fold : std::string();
+  Query q = goOn ? c->query(NextChild) : c->query(NthChild);
+  q.bind(1, key);
+  if (goOn)
+    q.bind(2, std::string_view(after));
+  else
+    q.bind(2, std::int64_t{index});
+  const int rc = q.step();
+  if (rc != SQLITE_ROW) return rc == SQLITE_DONE ? ERROR_NO_MORE_ITEMS : errorFromSqlite(rc);
+  name = q.text(0);
+  now.index = index;
+  now.fold = q.text(1);
+  if (last == c->keyWalks.end() && c->keyWalks.size() >= RememberedWalks) c->keyWalks.clear();
+  c->keyWalks[key] = std::move(now);
+  return t.commit();
 }
 
 LONG Store::enumValue(KeyId key, DWORD index, std::string& name, DWORD& type, std::string& data) {
   std::lock_guard guard(lock_);
   Connection* c = connect();
   if (c == nullptr) return readFailure(ERROR_NO_MORE_ITEMS);
-  {
-    Query q = c->query(NthValue);
-    const int rc = q.bind(1, key).bind(2, std::int64_t{index}).step();
-    if (rc == SQLITE_ROW) {
-      name = q.text(0);
-      type = static_cast<DWORD>(q.integer(1));
-      q.blob(2, data);
-      return ERROR_SUCCESS;
+  Transaction t(*c);
+  if (LONG e = t.begin(false); e != ERROR_SUCCESS) return e;
+  if (LONG e = keyState(*c, key, ERROR_SUCCESS); e != ERROR_SUCCESS) return e;
+  Walk now;
+  if (!stamp(*c, now.version, now.changes)) return ERROR_REGISTRY_IO_FAILED;
+  auto last = c->valueWalks.find(key);
+  const bool goOn = last != c->valueWalks.end() && index > 0 && last->second.index == index - 1 &&
+                    last->second.version == now.version && last->second.changes == now.changes;
+  Query q = goOn ? c->query(NextValue) : c->query(NthValue);
+  q.bind(1, key).bind(2, goOn ? last->second.id : std::int64_t{index});
+  const int rc = q.step();
+  if (rc != SQLITE_ROW) return rc == SQLITE_DONE ? ERROR_NO_MORE_ITEMS : errorFromSqlite(rc);
+  name = q.text(0);
+  type = static_cast<DWORD>(q.integer(1));
+  q.blob(2, data);
+  now.index = index;
+  now.id = q.integer(3);
+  if (last == c->valueWalks.end() && c->valueWalks.size() >= RememberedWalks) c->valueWalks.clear();
+  c->valueWalks[key] = std::move(now);
+  return t.commit();
+}
+
+LONG Store::beginBatch() {
+  lock_.lock();
+  Connection* c = connect();
+  LONG e = c == nullptr ? writeFailure() : c->writable ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
+  if (e == ERROR_SUCCESS && c->batches == 0) {
+    c->batchTurn.emplace(c->writers);
+    const int rc = c->query(BeginWrite).step();
+    if (rc != SQLITE_DONE) {
+      c->batchTurn.reset();
+      e = errorFromSqlite(rc);
     }
-    if (rc != SQLITE_DONE) return errorFromSqlite(rc);
   }
-  return keyState(*c, key, ERROR_NO_MORE_ITEMS);
+  if (e != ERROR_SUCCESS) {
+    lock_.unlock();
+    return e;
+  }
+  ++c->batches;
+  return ERROR_SUCCESS;  // the lock stays with this thread until endBatch
+}
+
+LONG Store::endBatch(bool commit) {
+  std::unique_lock guard(lock_, std::try_to_lock);
+  Connection* c = connection_.get();
+  if (!guard.owns_lock() || c == nullptr || c->batches == 0) return ERROR_INVALID_PARAMETER;
+  // This thread holds the lock once for the batch and once for this call.
+  lock_.unlock();
+  if (!commit) c->rolledBack = true;
+  if (--c->batches > 0) return ERROR_SUCCESS;
+  LONG e = ERROR_SUCCESS;
+  if (c->rolledBack) {
+    c->query(Rollback).step();
+    e = commit ? ERROR_OPERATION_ABORTED : ERROR_SUCCESS;
+  } else if (const int rc = c->query(Commit).step(); rc != SQLITE_DONE) {
+    c->query(Rollback).step();
+    e = errorFromSqlite(rc);
+  }
+  c->rolledBack = false;
+  c->batchTurn.reset();
+  return e;
 }
 
 LONG Store::queryInfo(KeyId key, KeyInfo& info) {
@@ -571,13 +703,23 @@ LONG Store::queryInfo(KeyId key, KeyInfo& info) {
   Transaction t(*c);
   if (LONG e = t.begin(false); e != ERROR_SUCCESS) return e;
   if (LONG e = keyState(*c, key, ERROR_SUCCESS); e != ERROR_SUCCESS) return e;
+  // Counting reads the whole key; its answer holds while the store is as
+  // it was, so asking again costs no more than a walk's step.
+  std::int64_t version, changes;
+  if (!stamp(*c, version, changes)) return ERROR_REGISTRY_IO_FAILED;
+  if (auto known = c->infos.find(key);
+      known != c->infos.end() && known->second.version == version && known->second.changes == changes) {
+    info = known->second.info;
+    return t.commit();
+  }
   int rc;
+  std::string data;
   {
     Query q = c->query(AllChildren);
     q.bind(1, key);
     while ((rc = q.step()) == SQLITE_ROW) {
       ++info.subKeys;
-      const auto length = static_cast<DWORD>(utf16Length(utf8ToWide(q.text(0))));
+      const auto length = static_cast<DWORD>(utf8ToWide(q.text(0)).size());
       if (length > info.maxSubKeyLength) info.maxSubKeyLength = length;
     }
     if (rc != SQLITE_DONE) return errorFromSqlite(rc);
@@ -587,14 +729,33 @@ LONG Store::queryInfo(KeyId key, KeyInfo& info) {
     q.bind(1, key);
     while ((rc = q.step()) == SQLITE_ROW) {
       ++info.values;
-      const auto length = static_cast<DWORD>(utf16Length(utf8ToWide(q.text(0))));
+      const auto length = static_cast<DWORD>(utf8ToWide(q.text(0)).size());
       if (length > info.maxValueNameLength) info.maxValueNameLength = length;
-      const auto size = static_cast<DWORD>(q.integer(1));
+      q.blob(2, data);
+      const auto size = static_cast<DWORD>(callerDataSize(static_cast<DWORD>(q.integer(1)), data));
       if (size > info.maxValueLength) info.maxValueLength = size;
     }
     if (rc != SQLITE_DONE) return errorFromSqlite(rc);
   }
+  if (c->infos.size() >= RememberedWalks) c->infos.clear();
+  c->infos[key] = {version, changes, info};
   return t.commit();
+}
+
+std::size_t callerDataSize(DWORD type, const std::string& stored) {
+  if (type != REG_SZ && type != REG_EXPAND_SZ && type != REG_MULTI_SZ && type != REG_LINK) return stored.size();
+  const auto* b = reinterpret_cast<const unsigned char*>(stored.data());
+  const std::size_t units = stored.size() / 2;
+  std::size_t characters = 0;
+  bool terminated = false;
+  for (std::size_t i = 0; i < units; ++i, ++characters) {
+    const unsigned unit = b[2 * i] | (b[2 * i + 1] << 8);
+    const unsigned next = i + 1 < units ? (b[2 * i + 2] | (b[2 * i + 3] << 8)) : 0;
+    if (unit >= 0xD800 && unit <= 0xDBFF && next >= 0xDC00 && next <= 0xDFFF) ++i;
+    terminated = unit == 0;
+  }
+  const bool addsTerminator = (type == REG_SZ || type == REG_EXPAND_SZ) && !terminated;
+  return (characters + (addsTerminator ? 1 : 0)) * sizeof(wchar_t);
 }
 
 namespace {

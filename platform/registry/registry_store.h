@@ -29,6 +29,7 @@ constexpr KeyId CurrentUserRoot = 1;
 constexpr KeyId LocalMachineRoot = 2;
 constexpr KeyId UsersRoot = 3;
 
+// Name lengths in the caller's wchar_t, data sizes as callerDataSize.
 struct KeyInfo {
   DWORD subKeys = 0;
   DWORD maxSubKeyLength = 0;
@@ -36,6 +37,12 @@ struct KeyInfo {
   DWORD maxValueNameLength = 0;
   DWORD maxValueLength = 0;
 };
+
+// The bytes a caller's buffer needs for a value read through the wide
+// calls: string data as wchar_t, with room for the terminator that a read
+// adds to a REG_SZ or REG_EXPAND_SZ stored without one; other types as
+// stored.
+QN_INTERNAL std::size_t callerDataSize(DWORD type, const std::string& stored);
 
 class QN_INTERNAL Store {
  public:
@@ -76,6 +83,15 @@ class QN_INTERNAL Store {
   LONG enumValue(KeyId key, DWORD index, std::string& name, DWORD& type, std::string& data);
   LONG queryInfo(KeyId key, KeyInfo& info);
 
+  // Groups the calling thread's writes into one transaction until the
+  // matching endBatch: one sync to disk for thousands of values. Batches
+  // nest; other threads of the process wait for the outermost to end, and
+  // other processes' writers for its commit. Ending any of them without
+  // `commit` undoes the whole batch (the outermost end then fails with
+  // ERROR_OPERATION_ABORTED if it asked to commit).
+  LONG beginBatch();
+  LONG endBatch(bool commit);
+
  private:
   struct Connection;
   class Transaction;
@@ -86,10 +102,11 @@ class QN_INTERNAL Store {
   Connection* connect();
   LONG walk(Connection& c, KeyId from, const std::vector<Name>& path, std::size_t& found, KeyId& id);
   LONG keyState(Connection& c, KeyId key, LONG present);
+  bool stamp(Connection& c, std::int64_t& version, std::int64_t& changes);
   LONG readFailure(LONG empty) const;
   LONG writeFailure() const;
 
-  std::mutex lock_;
+  std::recursive_mutex lock_;  // recursive for the thread that holds a batch
   std::string path_;
   bool ownerOnly_;
   std::unique_ptr<Connection> connection_;

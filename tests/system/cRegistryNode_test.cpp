@@ -160,15 +160,30 @@ TEST(cRegistryNode, ValuesAndTheirTypes) {
   number = 99;
   EXPECT_FALSE(node.readValueFromKey(L"Binary", number));
 
-  // A string write stores the terminator.
-  ASSERT_TRUE(node.writeValueToKey(L"Empty", cString(L"")));
-  DWORD type = 0, size = 0;
-  ASSERT_EQ(RegQueryValueExW(raw, L"Empty", nullptr, &type, nullptr, &size), ERROR_SUCCESS);
-  EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
-  EXPECT_EQ(size, 2u);
-  ASSERT_TRUE(node.writeValueToKey(L"Name", cString(L"Qnlith")));
-  ASSERT_EQ(RegQueryValueExW(raw, L"Name", nullptr, &type, nullptr, &size), ERROR_SUCCESS);
-  EXPECT_EQ(size, 14u);
+  // A string write stores the terminator: as UTF-16 in the store, as
+  // wchar_t to a caller of the wide calls.
+  const struct {
+    const wchar_t* name;
+    const wchar_t* text;
+    DWORD stored, wide;
+  } strings[] = {
+      {L"Empty", L"", 2, 4},
+      {L"Name", L"Qnlith", 14, 28},
+      {L"Smile", L"\U0001F600 caf\u00E9", 16, 28},
+  };
+  for (const auto& row : strings) {
+    SCOPED_TRACE(testing::Message() << "value " << row.name);
+    ASSERT_TRUE(node.writeValueToKey(row.name, cString(row.text)));
+    DWORD type = 0, size = 0;
+    ASSERT_EQ(qnRegQueryValueBytes(raw, row.name, &type, nullptr, &size), ERROR_SUCCESS);
+    EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+    EXPECT_EQ(size, row.stored);
+    ASSERT_EQ(RegQueryValueExW(raw, row.name, nullptr, &type, nullptr, &size), ERROR_SUCCESS);
+    EXPECT_EQ(size, row.wide);
+    cString text;
+    EXPECT_TRUE(node.readValueFromKey(row.name, text));
+    EXPECT_EQ(text, row.text);
+  }
   cString text;
   EXPECT_TRUE(node.readValueFromKey(L"NAME", text));
   EXPECT_EQ(text, L"Qnlith");
@@ -182,12 +197,12 @@ TEST(cRegistryNode, ValuesAndTheirTypes) {
 
   // Strings of the three string types read; of a list only the first item.
   const wchar_t list[] = L"first\0second\0";
-  ASSERT_EQ(RegSetValueExW(raw, L"List", 0, REG_MULTI_SZ, reinterpret_cast<const BYTE*>(list), 28), ERROR_SUCCESS);
+  ASSERT_EQ(RegSetValueExW(raw, L"List", 0, REG_MULTI_SZ, reinterpret_cast<const BYTE*>(list), sizeof list), ERROR_SUCCESS);
   EXPECT_TRUE(node.readValueFromKey(L"List", text));
   EXPECT_EQ(text, L"first");
   const std::wstring expand = L"%HOME%\\x";
   ASSERT_EQ(RegSetValueExW(raw, L"Expand", 0, REG_EXPAND_SZ, reinterpret_cast<const BYTE*>(expand.c_str()),
-                           static_cast<DWORD>(2 * expand.size() + 2)),
+                           static_cast<DWORD>((expand.size() + 1) * sizeof(wchar_t))),
             ERROR_SUCCESS);
   EXPECT_TRUE(node.readValueFromKey(L"Expand", text));
   EXPECT_EQ(text, L"%HOME%\\x") << "not expanded";
@@ -211,6 +226,29 @@ TEST(cRegistryNode, StringsReadUpTo2047Characters) {
   ASSERT_TRUE(node.writeValueToKey(L"TooLong", cString(std::wstring(2048, L'y').c_str())));
   EXPECT_FALSE(node.readValueFromKey(L"TooLong", text));
   EXPECT_EQ(text, longest) << "the target stays as it was";
+
+  // Written whole whatever its characters: the store's copy is the text.
+  const std::wstring wide = std::wstring(1000, L'\u00E9') + std::wstring(1047, L'\U0001F600');
+  ASSERT_TRUE(node.writeValueToKey(L"Wide", cString(wide.c_str())));
+  EXPECT_TRUE(node.readValueFromKey(L"Wide", text));
+  EXPECT_EQ(std::wstring(text.c_str()), wide);
+  HKEY raw = nullptr;
+  ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"Long", 0, KEY_READ, &raw), ERROR_SUCCESS);
+  DWORD size = 0;
+  ASSERT_EQ(RegQueryValueExW(raw, L"Wide", nullptr, nullptr, nullptr, &size), ERROR_SUCCESS);
+  EXPECT_EQ(size, 2048 * sizeof(wchar_t));
+
+  // A value stored without a terminator ends where the buffer does.
+  const std::wstring bare(2048, L'z');
+  HKEY writer = nullptr;
+  ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"Long", 0, KEY_WRITE, &writer), ERROR_SUCCESS);
+  ASSERT_EQ(RegSetValueExW(writer, L"Bare", 0, REG_SZ, reinterpret_cast<const BYTE*>(bare.data()),
+                           static_cast<DWORD>(bare.size() * sizeof(wchar_t))),
+            ERROR_SUCCESS);
+  EXPECT_TRUE(node.readValueFromKey(L"Bare", text));
+  EXPECT_EQ(std::wstring(text.c_str()), bare);
+  RegCloseKey(writer);
+  RegCloseKey(raw);
 }
 
 TEST(cRegistryNode, EnumeratesSubkeysOfTheCurrentKey) {

@@ -2,6 +2,7 @@
 // as files of the registry editor's text format.
 #include <qnlith/qnlith.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cwctype>
 #include <fstream>
@@ -178,6 +179,33 @@ int query(const QnlithArguments& a) {
   return 0;
 }
 
+// A number as the command line gives it: decimal digits, or 0x and
+// hexadecimal digits; no sign, no spaces, nothing larger than `limit`.
+// (A leading 0 is no octal prefix: 010 is ten.)
+bool parseNumber(std::wstring_view text, std::uint64_t limit, std::uint64_t& value) {
+  unsigned base = 10;
+  if (text.size() > 2 && text[0] == L'0' && (text[1] == L'x' || text[1] == L'X')) {
+    base = 16;
+    text.remove_prefix(2);
+  }
+  if (text.empty()) return false;
+  value = 0;
+  for (wchar_t c : text) {
+    unsigned digit;
+    if (c >= L'0' && c <= L'9')
+      digit = static_cast<unsigned>(c - L'0');
+    else if (base == 16 && c >= L'a' && c <= L'f')
+      digit = static_cast<unsigned>(c - L'a' + 10);
+    else if (base == 16 && c >= L'A' && c <= L'F')
+      digit = static_cast<unsigned>(c - L'A' + 10);
+    else
+      return false;
+    if (value > (limit - digit) / base) return false;
+    value = value * base + digit;
+  }
+  return true;
+}
+
 // The bytes of a value given on the command line; the problem with them,
 // or an empty text.
 std::wstring valueFromArguments(const QnlithArguments& a, DWORD& type, std::string& bytes) {
@@ -187,16 +215,13 @@ std::wstring valueFromArguments(const QnlithArguments& a, DWORD& type, std::stri
     for (std::size_t i = first; i < last; ++i) text += a[i] + L'\0';
     return qn::wideToUtf16le(text);
   };
-  // One decimal or 0x-hexadecimal number no larger than the limit.
-  auto number = [&](std::uint64_t limit, std::uint64_t& value) {
-    if (a.size() != 5 || a[4].find(L'-') != std::wstring::npos) return false;
-    try {
-      std::size_t used = 0;
-      value = std::stoull(a[4], &used, 0);
-      return used == a[4].size() && value <= limit;
-    } catch (const std::exception&) {
-      return false;
-    }
+  // The one number of a number type: what it is or why it can't be.
+  auto number = [&](const wchar_t* type, std::uint64_t limit, std::uint64_t& value) -> std::wstring {
+    const std::wstring range = std::wstring(type) + L" takes one number from 0 to " + std::to_wstring(limit) +
+                               L", in decimal or as 0x and hexadecimal digits";
+    if (a.size() != 5) return range;
+    if (!parseNumber(a[4], limit, value)) return range + L", not " + a[4];
+    return L"";
   };
   std::uint64_t value = 0;
   if (equalNoCase(typeName, L"REG_SZ") || equalNoCase(typeName, L"REG_EXPAND_SZ")) {
@@ -207,12 +232,12 @@ std::wstring valueFromArguments(const QnlithArguments& a, DWORD& type, std::stri
     type = REG_MULTI_SZ;
     bytes = strings(4, a.size()) + std::string(2, '\0');
   } else if (equalNoCase(typeName, L"REG_DWORD")) {
-    if (!number(0xFFFFFFFFu, value)) return L"REG_DWORD takes one number of 32 bits";
+    if (std::wstring problem = number(L"REG_DWORD", 0xFFFFFFFFu, value); !problem.empty()) return problem;
     type = REG_DWORD;
     const auto n = static_cast<DWORD>(value);
     bytes.assign(reinterpret_cast<const char*>(&n), 4);
   } else if (equalNoCase(typeName, L"REG_QWORD")) {
-    if (!number(~std::uint64_t{0}, value)) return L"REG_QWORD takes one number of 64 bits";
+    if (std::wstring problem = number(L"REG_QWORD", ~std::uint64_t{0}, value); !problem.empty()) return problem;
     type = REG_QWORD;
     bytes.assign(reinterpret_cast<const char*>(&value), 8);
   } else if (equalNoCase(typeName, L"REG_BINARY") || equalNoCase(typeName, L"REG_NONE")) {
@@ -290,6 +315,8 @@ int exportKeys(const QnlithArguments& a) {
   return 0;
 }
 
+LONG applyKey(const regfile::Key& file, const KeyPath& path);
+
 int importKeys(const QnlithArguments& a) {
   if (a.size() != 2) return qnlithUsageError("reg", L"import needs a file");
   std::string contents;
@@ -312,30 +339,52 @@ int importKeys(const QnlithArguments& a) {
       return 1;
     }
   }
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    const KeyPath& path = paths[i];
-    if (keys[i].remove) {
-      if (LONG e = deleteTree(path.root->key, path.below); e != ERROR_SUCCESS) return failure(path.full(), e);
-      continue;
+  // One transaction a store: a large file is applied in one sync to disk,
+  // and one that fails half way leaves the store as it was.
+  std::vector<HKEY> batches;
+  for (const KeyPath& path : paths) {
+    if (std::find(batches.begin(), batches.end(), path.root->key) != batches.end()) continue;
+    if (LONG e = qnRegBeginBatch(path.root->key); e != ERROR_SUCCESS) {
+      for (HKEY root : batches) qnRegEndBatch(root, FALSE);
+      return failure(path.root->name, e);
     }
-    HKEY key = nullptr;
-    LONG e =
-        RegCreateKeyExW(path.root->key, path.below.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
-    if (e != ERROR_SUCCESS) return failure(path.full(), e);
-    for (const auto& value : keys[i].values) {
-      if (value.remove) {
-        e = RegDeleteValueW(key, value.name.c_str());
-        if (e == ERROR_FILE_NOT_FOUND) e = ERROR_SUCCESS;
-      } else {
-        e = qnRegSetValueBytes(key, value.name.c_str(), value.type, reinterpret_cast<const BYTE*>(value.bytes.data()),
-                               static_cast<DWORD>(value.bytes.size()));
-      }
-      if (e != ERROR_SUCCESS) break;
-    }
-    RegCloseKey(key);
-    if (e != ERROR_SUCCESS) return failure(path.full(), e);
+    batches.push_back(path.root->key);
   }
-  return 0;
+  LONG e = ERROR_SUCCESS;
+  std::wstring failed;
+  for (std::size_t i = 0; e == ERROR_SUCCESS && i < keys.size(); ++i) {
+    e = applyKey(keys[i], paths[i]);
+    if (e != ERROR_SUCCESS) failed = paths[i].full();
+  }
+  for (HKEY root : batches) {
+    const LONG end = qnRegEndBatch(root, e == ERROR_SUCCESS);
+    if (e == ERROR_SUCCESS && end != ERROR_SUCCESS) {
+      e = end;
+      failed = a[1];
+    }
+  }
+  return e == ERROR_SUCCESS ? 0 : failure(failed, e);
+}
+
+// Applies one key of a file: deletes it with all below it, or creates it
+// and sets and deletes its values.
+LONG applyKey(const regfile::Key& file, const KeyPath& path) {
+  if (file.remove) return deleteTree(path.root->key, path.below);
+  HKEY key = nullptr;
+  LONG e = RegCreateKeyExW(path.root->key, path.below.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
+  if (e != ERROR_SUCCESS) return e;
+  for (const auto& value : file.values) {
+    if (value.remove) {
+      e = RegDeleteValueW(key, value.name.c_str());
+      if (e == ERROR_FILE_NOT_FOUND) e = ERROR_SUCCESS;
+    } else {
+      e = qnRegSetValueBytes(key, value.name.c_str(), value.type, reinterpret_cast<const BYTE*>(value.bytes.data()),
+                             static_cast<DWORD>(value.bytes.size()));
+    }
+    if (e != ERROR_SUCCESS) break;
+  }
+  RegCloseKey(key);
+  return e;
 }
 
 int reg(const QnlithArguments& a) {

@@ -2,16 +2,14 @@
 // values of a Win32 type. Every function returns its error (ERROR_SUCCESS
 // on success) instead of setting the thread's last error.
 //
-// Sizes of values are those of Windows. String data (REG_SZ,
-// REG_EXPAND_SZ, REG_MULTI_SZ, REG_LINK) is stored as UTF-16LE and its
-// byte counts are in 16-bit units (2 bytes per character, 4 for a
-// character beyond U+FFFF), while the caller's buffers hold wchar_t:
-//  - RegSetValueExW takes size / 2 wchar_t from the data (an odd last
-//    byte is ignored) and stores their UTF-16LE form.
-//  - RegQueryValueExW and RegEnumValueW report the stored size and need a
-//    size at least that large; they then write at most size / 2 wchar_t,
-//    so a buffer of that many wchar_t (twice the bytes) is always enough.
-// Data of every other type is copied byte for byte both ways.
+// Sizes of string data (REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ, REG_LINK) in
+// RegSetValueExW, RegQueryValueExW, RegEnumValueW and RegQueryInfoKeyW
+// count the caller's wchar_t, four bytes a character, so that
+// `sizeof buf`, `(wcslen(s) + 1) * sizeof(WCHAR)` and "ask the size,
+// allocate, read again" all hold; the store keeps the text as UTF-16LE
+// (qnRegQueryValueBytes shows it). No call writes beyond the size given,
+// and a size a call reports is enough for the next call. Data of every
+// other type is copied byte for byte both ways.
 #pragma once
 
 #include <qnlith/win32/types.h>
@@ -131,8 +129,15 @@ WINBASEAPI LSTATUS WINAPI RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserv
 // Closing a predefined root succeeds and does nothing.
 WINBASEAPI LSTATUS WINAPI RegCloseKey(HKEY key);
 
+// A REG_SZ or REG_EXPAND_SZ stored without its terminator gets one when
+// the buffer has room, and the size then counts it. A missing value sets
+// the size to 0. The size is read before the type is written, so one
+// variable may serve as both.
 WINBASEAPI LSTATUS WINAPI RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data,
                                            LPDWORD size);
+// Stores every whole wchar_t of the size, embedded nulls included (a last
+// partial character is dropped). Data that can't be read gives
+// ERROR_NOACCESS, whatever the type.
 WINBASEAPI LSTATUS WINAPI RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data,
                                          DWORD size);
 WINBASEAPI LSTATUS WINAPI RegDeleteValueW(HKEY key, LPCWSTR name);
@@ -142,15 +147,18 @@ WINBASEAPI LSTATUS WINAPI RegDeleteKeyW(HKEY key, LPCWSTR subKey);
 
 // Subkeys come in the order of their names compared without case; values
 // in the order they were first set. Name sizes count wchar_t and include
-// the terminator on the way in, not on the way out. The class is always
-// empty and the last write time zero.
+// the terminator on the way in, not on the way out. A name too long for
+// its buffer gives ERROR_MORE_DATA; RegEnumValueW then still reports the
+// data's type and size. The class is always empty and the last write time
+// zero. Walking a key by consecutive indexes costs the same per call
+// whatever the number of entries.
 WINBASEAPI LSTATUS WINAPI RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSize, LPDWORD reserved,
                                         LPWSTR keyClass, LPDWORD classSize, struct _FILETIME* lastWriteTime);
 WINBASEAPI LSTATUS WINAPI RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameSize, LPDWORD reserved,
                                         LPDWORD type, LPBYTE data, LPDWORD dataSize);
 
-// Counts and longest names (in characters, without terminator) and the
-// largest data size (in bytes, as stored) of a key.
+// Counts and longest names (in wchar_t, without terminator) and the
+// largest data size (in bytes, as RegQueryValueExW needs them) of a key.
 WINBASEAPI LSTATUS WINAPI RegQueryInfoKeyW(HKEY key, LPWSTR keyClass, LPDWORD classSize, LPDWORD reserved,
                                            LPDWORD subKeys, LPDWORD maxSubKeyLength, LPDWORD maxClassLength,
                                            LPDWORD values, LPDWORD maxValueNameLength, LPDWORD maxValueLength,
@@ -161,4 +169,15 @@ WINBASEAPI LSTATUS WINAPI RegQueryInfoKeyW(HKEY key, LPWSTR keyClass, LPDWORD cl
 // RegQueryValueExW and RegSetValueExW, with plain byte buffers.
 WINBASEAPI LSTATUS WINAPI qnRegQueryValueBytes(HKEY key, LPCWSTR name, LPDWORD type, LPBYTE data, LPDWORD size);
 WINBASEAPI LSTATUS WINAPI qnRegSetValueBytes(HKEY key, LPCWSTR name, DWORD type, const BYTE* data, DWORD size);
+
+// Groups the calling thread's writes to the store that holds `key` (the
+// user's or the machine's) into one transaction, for imports of many
+// values: one sync to disk at the end instead of one a value. Batches
+// nest. Until the outermost batch ends, the process's other threads wait
+// for the store and other processes' writers for the commit; nothing is
+// visible to them before it. Ending any batch with `commit` FALSE undoes
+// all of it; the outermost end then fails with ERROR_OPERATION_ABORTED if
+// it asked to commit.
+WINBASEAPI LSTATUS WINAPI qnRegBeginBatch(HKEY key);
+WINBASEAPI LSTATUS WINAPI qnRegEndBatch(HKEY key, BOOL commit);
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <qnlith/win32.h>
 
+#include <cstdint>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -253,4 +254,56 @@ TEST(RegistryFile, AddQueryAndDeleteOnTheCommandLine) {
   EXPECT_EQ(qnlith({"reg", "delete", "HKCU\\Software\\Cli"}).status, 0);
   EXPECT_EQ(qnlith({"reg", "query", "HKCU\\Software\\Cli"}).status, 1);
   EXPECT_EQ(qnlith({"reg", "delete", "HKCU\\Software\\Cli"}).status, 1) << "nothing left to delete";
+}
+
+// Every number the command line takes is stored as given or refused whole,
+// with a message and a non-zero status; nothing wraps around.
+TEST(RegistryFile, NumbersOnTheCommandLineAreTakenWholeOrRefused) {
+  TemporaryRegistry sandbox;
+  const struct {
+    const char* type;
+    const char* text;
+    bool taken;
+    std::uint64_t value;
+  } rows[] = {
+      {"REG_DWORD", "0", true, 0},
+      {"REG_DWORD", "4294967295", true, 0xFFFFFFFFu},
+      {"REG_DWORD", "0xFFFFffff", true, 0xFFFFFFFFu},
+      {"REG_DWORD", "010", true, 10},
+      {"REG_DWORD", "4294967296", false, 0},
+      {"REG_DWORD", "99999999999", false, 0},
+      {"REG_DWORD", "0x100000000", false, 0},
+      {"REG_DWORD", "-1", false, 0},
+      {"REG_DWORD", "+1", false, 0},
+      {"REG_DWORD", " 1", false, 0},
+      {"REG_DWORD", "1 ", false, 0},
+      {"REG_DWORD", "1e3", false, 0},
+      {"REG_DWORD", "0x", false, 0},
+      {"REG_DWORD", "", false, 0},
+      {"REG_QWORD", "18446744073709551615", true, ~std::uint64_t{0}},
+      {"REG_QWORD", "0x123456789abcdef0", true, 0x123456789abcdef0u},
+      {"REG_QWORD", "18446744073709551616", false, 0},
+      {"REG_QWORD", "0x10000000000000000", false, 0},
+      {"REG_QWORD", "99999999999999999999999", false, 0},
+  };
+  HKEY key = nullptr;
+  ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Numbers", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
+                            nullptr),
+            ERROR_SUCCESS);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << row.type << " '" << row.text << "'");
+    RegDeleteValueW(key, L"n");
+    const ProgramOutcome run = qnlith({"reg", "add", "HKCU\\Software\\Numbers", "n", row.type, row.text});
+    EXPECT_EQ(run.status, row.taken ? 0 : 2);
+    std::uint64_t stored = 0;
+    DWORD size = sizeof stored;
+    const LONG e = RegQueryValueExW(key, L"n", nullptr, nullptr, reinterpret_cast<BYTE*>(&stored), &size);
+    if (row.taken) {
+      EXPECT_EQ(e, ERROR_SUCCESS);
+      EXPECT_EQ(stored, row.value);
+    } else {
+      EXPECT_EQ(e, ERROR_FILE_NOT_FOUND) << "a refused number stores nothing";
+    }
+  }
+  RegCloseKey(key);
 }

@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <functional>
 #include <random>
 #include <set>
 #include <string>
@@ -301,4 +302,222 @@ TEST(RegistryStore, AForkedChildUsesItsOwnConnection) {
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
   EXPECT_EQ(readDword(key, L"Child"), 2u);
   RegCloseKey(key);
+}
+
+namespace {
+
+// Runs `change` in a child process of its own, as another program would.
+void inAnotherProcess(const std::function<bool()>& change) {
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(change() ? 0 : 1);
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
+std::wstring valueAt(HKEY key, DWORD index) {
+  wchar_t name[32];
+  DWORD size = 32;
+  const LONG e = RegEnumValueW(key, index, name, &size, nullptr, nullptr, nullptr, nullptr);
+  return e == ERROR_SUCCESS ? std::wstring(name, size) : L"error " + std::to_wstring(e);
+}
+
+std::wstring subkeyAt(HKEY key, DWORD index) {
+  wchar_t name[32];
+  DWORD size = 32;
+  const LONG e = RegEnumKeyExW(key, index, name, &size, nullptr, nullptr, nullptr, nullptr);
+  return e == ERROR_SUCCESS ? std::wstring(name, size) : L"error " + std::to_wstring(e);
+}
+
+}  // namespace
+
+// A walk by index that goes on from its last position must see every
+// change made between two calls, by this handle, another handle or another
+// process: index 2 is always the third entry as the key stands now.
+TEST(RegistryStore, WalksByIndexSeeChangesFromAnywhere) {
+  TemporaryRegistry sandbox;
+  const DWORD one = 1;
+  auto setOne = [&](HKEY k, const wchar_t* name) {
+    return RegSetValueExW(k, name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&one), 4) == ERROR_SUCCESS;
+  };
+  auto other = [](REGSAM access) {
+    HKEY k = nullptr;
+    RegOpenKeyExW(HKEY_CURRENT_USER, L"Walked", 0, access, &k);
+    return k;
+  };
+  const struct {
+    const char* what;
+    std::function<void(HKEY)> change;
+    const wchar_t* value2;
+    const wchar_t* subkey2;
+    int valueCountChange;  // and subkeys the same
+  } rows[] = {
+      {"nothing changes", [](HKEY) {}, L"v2", L"k2", 0},
+      {"this handle deletes the first",
+       [](HKEY k) {
+         RegDeleteValueW(k, L"v0");
+         RegDeleteKeyW(k, L"k0");
+       },
+       L"v3", L"k3", -1},
+      {"another handle deletes the first",
+       [&](HKEY) {
+         HKEY k = other(KEY_ALL_ACCESS);
+         RegDeleteValueW(k, L"v0");
+         RegDeleteKeyW(k, L"k0");
+         RegCloseKey(k);
+       },
+       L"v3", L"k3", -1},
+      {"another process deletes the first",
+       [&](HKEY) {
+         inAnotherProcess([&] {
+           HKEY k = other(KEY_ALL_ACCESS);
+           return RegDeleteValueW(k, L"v0") == ERROR_SUCCESS && RegDeleteKeyW(k, L"k0") == ERROR_SUCCESS;
+         });
+       },
+       L"v3", L"k3", -1},
+      {"another process adds one that sorts first",
+       [&](HKEY) {
+         inAnotherProcess([&] {
+           HKEY k = other(KEY_ALL_ACCESS), made = nullptr;
+           return setOne(k, L"v9") &&
+                  RegCreateKeyExW(k, L"a", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &made, nullptr) == ERROR_SUCCESS;
+         });
+       },
+       L"v2", L"k1", 1},
+      {"this handle sets the first again", [&](HKEY k) { setOne(k, L"V0"); }, L"v2", L"k2", 0},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    HKEY key = create(HKEY_CURRENT_USER, L"Walked");
+    // A fresh key: five values and five subkeys.
+    for (std::wstring name; (name = subkeyAt(key, 0)).rfind(L"error", 0) != 0;) RegDeleteKeyW(key, name.c_str());
+    for (std::wstring name; (name = valueAt(key, 0)).rfind(L"error", 0) != 0;) RegDeleteValueW(key, name.c_str());
+    for (int i = 0; i < 5; ++i) {
+      const std::wstring name = std::to_wstring(i);
+      ASSERT_TRUE(setOne(key, (L"v" + name).c_str()));
+      HKEY child = create(key, (L"k" + name).c_str());
+      RegCloseKey(child);
+    }
+    EXPECT_EQ(valueAt(key, 0), L"v0");
+    EXPECT_EQ(valueAt(key, 1), L"v1");
+    EXPECT_EQ(subkeyAt(key, 0), L"k0");
+    EXPECT_EQ(subkeyAt(key, 1), L"k1");
+    DWORD before = 0, after = 0, subKeys = 0;
+    ASSERT_EQ(RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &before, nullptr, nullptr,
+                               nullptr, nullptr),
+              ERROR_SUCCESS);
+    row.change(key);
+    EXPECT_EQ(valueAt(key, 2), row.value2);
+    EXPECT_EQ(subkeyAt(key, 2), row.subkey2);
+    // Counts asked again see the change too.
+    ASSERT_EQ(RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subKeys, nullptr, nullptr, &after, nullptr, nullptr,
+                               nullptr, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_EQ(after, before + row.valueCountChange);
+    EXPECT_EQ(subKeys, 5u + row.valueCountChange);
+    RegCloseKey(key);
+  }
+}
+
+// A batch is one transaction: nothing of it is seen outside before the
+// outermost end, and an end without commit undoes all of it.
+TEST(RegistryStore, BatchesCommitWholeOrNotAtAll) {
+  TemporaryRegistry sandbox;
+  HKEY key = create(HKEY_CURRENT_USER, L"Batched");
+  auto set = [&](const wchar_t* name, DWORD value) {
+    return RegSetValueExW(key, name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), 4);
+  };
+  // A connection of its own to the file sees what other programs see.
+  auto seenElsewhere = [&](const char* name) {
+    sqlite3* db = nullptr;
+    sqlite3_stmt* s = nullptr;
+    bool found = false;
+    if (sqlite3_open_v2(sandbox.userFile().c_str(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK &&
+        sqlite3_prepare_v2(db, "SELECT 1 FROM vals WHERE name = ?1", -1, &s, nullptr) == SQLITE_OK) {
+      sqlite3_bind_text(s, 1, name, -1, SQLITE_STATIC);
+      found = sqlite3_step(s) == SQLITE_ROW;
+    }
+    sqlite3_finalize(s);
+    sqlite3_close(db);
+    return found;
+  };
+
+  ASSERT_EQ(qnRegBeginBatch(key), ERROR_SUCCESS);
+  ASSERT_EQ(qnRegBeginBatch(HKEY_CURRENT_USER), ERROR_SUCCESS) << "batches nest";
+  ASSERT_EQ(set(L"a", 1), ERROR_SUCCESS);
+  HKEY child = create(key, L"Child");
+  EXPECT_EQ(readDword(key, L"a"), 1u) << "the batch's own writes are seen inside it";
+  EXPECT_EQ(qnRegEndBatch(HKEY_CURRENT_USER, TRUE), ERROR_SUCCESS);
+  EXPECT_FALSE(seenElsewhere("a")) << "not before the outermost end";
+  EXPECT_EQ(qnRegEndBatch(key, TRUE), ERROR_SUCCESS);
+  EXPECT_TRUE(seenElsewhere("a"));
+  RegCloseKey(child);
+
+  ASSERT_EQ(qnRegBeginBatch(key), ERROR_SUCCESS);
+  ASSERT_EQ(qnRegBeginBatch(key), ERROR_SUCCESS);
+  ASSERT_EQ(set(L"b", 2), ERROR_SUCCESS);
+  EXPECT_EQ(qnRegEndBatch(key, FALSE), ERROR_SUCCESS);
+  EXPECT_EQ(qnRegEndBatch(key, TRUE), ERROR_OPERATION_ABORTED) << "an inner end without commit undid it";
+  LONG e = 0;
+  readDword(key, L"b", &e);
+  EXPECT_EQ(e, ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(readDword(key, L"a"), 1u) << "the earlier batch stays";
+  EXPECT_EQ(qnRegEndBatch(key, TRUE), ERROR_INVALID_PARAMETER) << "no batch is open";
+
+  // Another thread waits for the batch to end rather than joining it.
+  ASSERT_EQ(qnRegBeginBatch(key), ERROR_SUCCESS);
+  ASSERT_EQ(set(L"c", 3), ERROR_SUCCESS);
+  LONG otherResult = -1;
+  std::thread other([&] {
+    EXPECT_EQ(qnRegEndBatch(key, TRUE), ERROR_INVALID_PARAMETER) << "a batch ends on its own thread";
+    otherResult = set(L"d", 4);
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  EXPECT_EQ(qnRegEndBatch(key, FALSE), ERROR_SUCCESS);
+  other.join();
+  EXPECT_EQ(otherResult, ERROR_SUCCESS);
+  readDword(key, L"c", &e);
+  EXPECT_EQ(e, ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(readDword(key, L"d"), 4u);
+  RegCloseKey(key);
+}
+
+// A store of the first schema opens, gains the index its walks use when a
+// writer opens it, and keeps every value.
+TEST(RegistryStore, AStoreOfTheFirstSchemaIsBroughtUpToDate) {
+  TemporaryRegistry sandbox;
+  {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(sandbox.userFile().c_str(), &db), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(db,
+                           "CREATE TABLE keys(id INTEGER PRIMARY KEY AUTOINCREMENT, parent INTEGER NOT NULL, "
+                           "name TEXT NOT NULL, fold TEXT NOT NULL, UNIQUE(parent, fold));"
+                           "CREATE TABLE vals(id INTEGER PRIMARY KEY, key INTEGER NOT NULL REFERENCES keys(id) "
+                           "ON DELETE CASCADE, name TEXT NOT NULL, fold TEXT NOT NULL, type INTEGER NOT NULL, "
+                           "data BLOB NOT NULL, UNIQUE(key, fold));"
+                           "INSERT INTO keys(id, parent, name, fold) VALUES (1, 0, 'HKEY_CURRENT_USER', "
+                           "'HKEY_CURRENT_USER'), (2, 0, 'HKEY_LOCAL_MACHINE', 'HKEY_LOCAL_MACHINE'), "
+                           "(3, 0, 'HKEY_USERS', 'HKEY_USERS'), (4, 1, 'Old', 'OLD');"
+                           "INSERT INTO vals(key, name, fold, type, data) VALUES (4, 'Kept', 'KEPT', 4, x'07000000');"
+                           "PRAGMA application_id = 1366184551; PRAGMA user_version = 1;",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    sqlite3_close(db);
+  }
+  HKEY key = create(HKEY_CURRENT_USER, L"Old");
+  EXPECT_EQ(readDword(key, L"kept"), 7u);
+  EXPECT_EQ(valueAt(key, 0), L"Kept");
+  RegCloseKey(key);
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open_v2(sandbox.userFile().c_str(), &db, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
+  sqlite3_stmt* s = nullptr;
+  ASSERT_EQ(sqlite3_prepare_v2(db, "SELECT (SELECT count(*) FROM sqlite_schema WHERE name = 'vals_order'), "
+                               "(SELECT user_version FROM pragma_user_version)",
+                               -1, &s, nullptr),
+            SQLITE_OK);
+  ASSERT_EQ(sqlite3_step(s), SQLITE_ROW);
+  EXPECT_EQ(sqlite3_column_int(s, 0), 1);
+  EXPECT_EQ(sqlite3_column_int(s, 1), 2);
+  sqlite3_finalize(s);
+  sqlite3_close(db);
 }

@@ -24,7 +24,7 @@ HKEY open(HKEY parent, const wchar_t* path, REGSAM access = KEY_READ) {
 
 LONG setString(HKEY key, const wchar_t* name, const std::wstring& text, DWORD type = REG_SZ) {
   return RegSetValueExW(key, name, 0, type, reinterpret_cast<const BYTE*>(text.c_str()),
-                        static_cast<DWORD>(2 * text.size() + 2));
+                        static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
 }
 
 LONG setDword(HKEY key, const wchar_t* name, DWORD value) {
@@ -59,25 +59,41 @@ TEST(Registry, CreateMakesParentsAndReportsDisposition) {
   HKEY parent = open(HKEY_CURRENT_USER, L"SOFTWARE\\qn");
   EXPECT_EQ(subkeys(parent), std::vector<std::wstring>{L"Deep"}) << "names keep the case they were created with";
 
-  HKEY missing = reinterpret_cast<HKEY>(1);
-  EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Qn\\Nothing", 0, KEY_READ, &missing), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(missing, nullptr);
+  for (HKEY k : {deep, again, parent}) EXPECT_EQ(RegCloseKey(k), ERROR_SUCCESS);
+}
 
-  // A trailing backslash is ignored; a leading one or an empty name is not.
-  HKEY trailing = open(HKEY_CURRENT_USER, L"Software\\Qn\\");
-  HKEY bad = nullptr;
-  EXPECT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, L"\\Software", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &bad, nullptr),
-            ERROR_BAD_PATHNAME);
-  EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"\\Software", 0, KEY_READ, &bad), ERROR_BAD_PATHNAME);
-  EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\\\Qn", 0, KEY_READ, &bad), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, nullptr, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &bad, nullptr),
-            ERROR_INVALID_PARAMETER);
-  const std::wstring longest(255, L'x'), tooLong(256, L'x');
-  RegCloseKey(create(deep, longest.c_str()));
-  EXPECT_EQ(RegCreateKeyExW(deep, tooLong.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &bad, nullptr),
-            ERROR_INVALID_PARAMETER);
-
-  for (HKEY k : {deep, again, parent, trailing}) EXPECT_EQ(RegCloseKey(k), ERROR_SUCCESS);
+// The paths RegOpenKeyExW and RegCreateKeyExW take and refuse, one row an
+// answer; the parent is HKEY_CURRENT_USER with Software\Qn made first.
+TEST(Registry, PathAnswers) {
+  TemporaryRegistry store;
+  RegCloseKey(create(HKEY_CURRENT_USER, L"Software\\Qn"));
+  const std::wstring longest = L"Software\\" + std::wstring(255, L'x'), tooLong = L"Software\\" + std::wstring(256, L'x');
+  const struct {
+    const char* what;
+    const wchar_t* path;
+    LONG open, create;
+  } rows[] = {
+      {"a trailing backslash is ignored", L"Software\\Qn\\", ERROR_SUCCESS, ERROR_SUCCESS},
+      {"a leading backslash", L"\\Software", ERROR_BAD_PATHNAME, ERROR_BAD_PATHNAME},
+      {"an empty name inside", L"Software\\\\Qn", ERROR_INVALID_PARAMETER, ERROR_INVALID_PARAMETER},
+      {"a missing key", L"Software\\Qn\\Nothing", ERROR_FILE_NOT_FOUND, ERROR_SUCCESS},
+      {"a name of 255 characters", longest.c_str(), ERROR_FILE_NOT_FOUND, ERROR_SUCCESS},
+      {"a name of 256 characters", tooLong.c_str(), ERROR_INVALID_PARAMETER, ERROR_INVALID_PARAMETER},
+      {"no path", nullptr, ERROR_SUCCESS, ERROR_INVALID_PARAMETER},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    HKEY key = reinterpret_cast<HKEY>(1);
+    EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, row.path, 0, KEY_READ, &key), row.open);
+    if (row.open != ERROR_SUCCESS) {
+      EXPECT_EQ(key, nullptr) << "a failed open leaves no handle";
+    }
+    if (key != nullptr && key != HKEY_CURRENT_USER) RegCloseKey(key);
+    key = nullptr;
+    EXPECT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, row.path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr),
+              row.create);
+    if (key != nullptr) RegCloseKey(key);
+  }
 }
 
 TEST(Registry, PredefinedRootsAndWhereTheyLive) {
@@ -129,58 +145,148 @@ TEST(Registry, ClosedAndForeignHandlesAreInvalid) {
   EXPECT_EQ(RegCloseKey(b), ERROR_SUCCESS);
 }
 
-TEST(Registry, StringValuesHaveWindowsSizes) {
+TEST(Registry, StringSizesCountTheCallersWideCharacters) {
   TemporaryRegistry store;
   HKEY key = create(HKEY_CURRENT_USER, L"Strings");
-  ASSERT_EQ(setString(key, L"Greeting", L"hello"), ERROR_SUCCESS);
-
-  DWORD type = 0, size = 0;
-  EXPECT_EQ(RegQueryValueExW(key, L"greeting", nullptr, &type, nullptr, &size), ERROR_SUCCESS) << "a size query";
-  EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
-  EXPECT_EQ(size, 12u) << "five characters and the terminator, two bytes each";
-
-  // A buffer of size / 2 wchar_t always holds the text.
-  std::vector<wchar_t> buffer(size / 2, L'#');
-  EXPECT_EQ(RegQueryValueExW(key, L"GREETING", nullptr, &type, reinterpret_cast<BYTE*>(buffer.data()), &size),
-            ERROR_SUCCESS);
-  EXPECT_EQ(std::wstring(buffer.data()), L"hello");
-  EXPECT_EQ(size, 12u);
-
-  wchar_t small[4] = {L'a', L'b', L'c', L'd'};
-  size = 8;
-  EXPECT_EQ(RegQueryValueExW(key, L"Greeting", nullptr, &type, reinterpret_cast<BYTE*>(small), &size),
-            ERROR_MORE_DATA);
-  EXPECT_EQ(size, 12u) << "the size needed";
-
-  ASSERT_EQ(setString(key, L"Empty", L""), ERROR_SUCCESS);
-  EXPECT_EQ(RegQueryValueExW(key, L"Empty", nullptr, &type, nullptr, &size), ERROR_SUCCESS);
-  EXPECT_EQ(size, 2u) << "an empty string keeps its terminator";
-
-  // A character beyond U+FFFF is a surrogate pair on disk: four bytes.
-  ASSERT_EQ(setString(key, L"Wide", L"a\U0001F600"), ERROR_SUCCESS);
-  EXPECT_EQ(RegQueryValueExW(key, L"Wide", nullptr, &type, nullptr, &size), ERROR_SUCCESS);
-  EXPECT_EQ(size, 8u);
-  std::vector<wchar_t> wide(size / 2, L'#');
-  EXPECT_EQ(RegQueryValueExW(key, L"Wide", nullptr, &type, reinterpret_cast<BYTE*>(wide.data()), &size),
-            ERROR_SUCCESS);
-  EXPECT_EQ(std::wstring(wide.data()), L"a\U0001F600");
-
-  // REG_MULTI_SZ with its double terminator; the stored bytes are UTF-16LE.
-  const wchar_t multi[] = L"one\0two\0";
-  ASSERT_EQ(RegSetValueExW(key, L"List", 0, REG_MULTI_SZ, reinterpret_cast<const BYTE*>(multi), 18), ERROR_SUCCESS);
+  // Each row: a string set with its terminator, the size a wide call
+  // reports (four bytes a character) and the UTF-16 bytes the store keeps.
+  const struct {
+    const wchar_t* name;
+    DWORD type;
+    std::wstring text;
+    DWORD wide, stored;
+  } rows[] = {
+      {L"Greeting", REG_SZ, L"hello", 24, 12},
+      {L"Empty", REG_SZ, L"", 4, 2},
+      {L"Smile", REG_SZ, L"a\U0001F600", 12, 8},
+      {L"Path", REG_EXPAND_SZ, L"%HOME%\\x", 36, 18},
+      {L"List", REG_MULTI_SZ, std::wstring(L"one\0two\0", 8), 36, 18},
+      {nullptr, REG_SZ, L"default", 32, 16},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << "value " << (row.name ? row.name : L"(default)"));
+    ASSERT_EQ(setString(key, row.name, row.text, row.type), ERROR_SUCCESS);
+    DWORD type = 0, size = 0;
+    EXPECT_EQ(RegQueryValueExW(key, row.name, nullptr, &type, nullptr, &size), ERROR_SUCCESS);
+    EXPECT_EQ(type, row.type);
+    EXPECT_EQ(size, row.wide);
+    std::vector<wchar_t> buffer(size / sizeof(wchar_t) + 4, L'#');
+    EXPECT_EQ(RegQueryValueExW(key, row.name, nullptr, &type, reinterpret_cast<BYTE*>(buffer.data()), &size),
+              ERROR_SUCCESS);
+    EXPECT_EQ(size, row.wide);
+    EXPECT_EQ(std::wstring(buffer.data(), row.text.size() + 1), std::wstring(row.text.c_str(), row.text.size() + 1));
+    EXPECT_EQ(buffer[row.text.size() + 1], L'#') << "nothing written behind the size";
+    size = 0;
+    EXPECT_EQ(qnRegQueryValueBytes(key, row.name, &type, nullptr, &size), ERROR_SUCCESS);
+    EXPECT_EQ(size, row.stored);
+  }
   unsigned char raw[32];
-  size = sizeof raw;
+  DWORD type = 0, size = sizeof raw;
   EXPECT_EQ(qnRegQueryValueBytes(key, L"List", &type, raw, &size), ERROR_SUCCESS);
-  EXPECT_EQ(type, static_cast<DWORD>(REG_MULTI_SZ));
-  ASSERT_EQ(size, 18u);
-  EXPECT_EQ(std::memcmp(raw, "o\0n\0e\0\0\0t\0w\0o\0\0\0\0\0", 18), 0);
+  EXPECT_EQ(std::memcmp(raw, "o\0n\0e\0\0\0t\0w\0o\0\0\0\0\0", 18), 0) << "the store keeps UTF-16LE";
 
-  // A missing value, the default value, and a value in a name's other case.
   EXPECT_EQ(RegQueryValueExW(key, L"Nothing", nullptr, &type, nullptr, &size), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(RegQueryValueExW(key, nullptr, nullptr, &type, nullptr, &size), ERROR_FILE_NOT_FOUND);
-  ASSERT_EQ(setString(key, nullptr, L"default"), ERROR_SUCCESS);
-  EXPECT_EQ(RegQueryValueExW(key, L"", nullptr, &type, nullptr, &size), ERROR_SUCCESS);
-  EXPECT_EQ(size, 16u);
+  RegCloseKey(key);
+}
+
+// One row per documented answer of RegQueryValueExW to a value and a
+// buffer; guard bytes behind the buffer catch a write beyond its size.
+TEST(Registry, QueryValueAnswers) {
+  TemporaryRegistry store;
+  HKEY key = create(HKEY_CURRENT_USER, L"Answers");
+  constexpr DWORD NoBuffer = 0xFFFFFFFF;
+  constexpr unsigned char Guard = 0xAB;
+  const struct {
+    const char* what;
+    DWORD type;
+    std::wstring data;  // set with exactly these characters, no more
+    DWORD capacity;
+    LONG result;
+    DWORD size;
+    std::wstring read;  // what the buffer holds afterwards, up to `size`
+  } rows[] = {
+      {"terminated, size query", REG_SZ, std::wstring(L"abc", 4), NoBuffer, ERROR_SUCCESS, 16, L""},
+      {"terminated, exact buffer", REG_SZ, std::wstring(L"abc", 4), 16, ERROR_SUCCESS, 16, std::wstring(L"abc", 4)},
+      {"terminated, one character short", REG_SZ, std::wstring(L"abc", 4), 12, ERROR_MORE_DATA, 16, L""},
+      {"terminated, odd size short", REG_SZ, std::wstring(L"abc", 4), 15, ERROR_MORE_DATA, 16, L""},
+      {"unterminated, size query", REG_SZ, L"abc", NoBuffer, ERROR_SUCCESS, 12, L""},
+      {"unterminated, room for the terminator", REG_SZ, L"abc", 16, ERROR_SUCCESS, 16, std::wstring(L"abc", 4)},
+      {"unterminated, no room for it", REG_SZ, L"abc", 12, ERROR_SUCCESS, 12, L"abc"},
+      {"unterminated, part of a character spare", REG_SZ, L"abc", 14, ERROR_SUCCESS, 12, L"abc"},
+      {"unterminated expandable", REG_EXPAND_SZ, L"%X%", 40, ERROR_SUCCESS, 16, std::wstring(L"%X%", 4)},
+      {"empty and unterminated", REG_SZ, L"", 4, ERROR_SUCCESS, 4, std::wstring(1, L'\0')},
+      {"embedded nulls kept whole", REG_SZ, std::wstring(L"a\0b\0c", 6), 24, ERROR_SUCCESS, 24,
+       std::wstring(L"a\0b\0c", 6)},
+      {"a list is not terminated for the caller", REG_MULTI_SZ, std::wstring(L"x\0y", 3), 40, ERROR_SUCCESS, 12,
+       std::wstring(L"x\0y", 3)},
+      {"beyond the basic plane", REG_SZ, std::wstring(L"\U0001F600", 2), 8, ERROR_SUCCESS, 8,
+       std::wstring(L"\U0001F600", 2)},
+      {"300 characters into MAX_PATH", REG_SZ, std::wstring(300, L'p') + L'\0', MAX_PATH * sizeof(wchar_t),
+       ERROR_MORE_DATA, 301 * sizeof(wchar_t), L""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    ASSERT_EQ(RegSetValueExW(key, L"v", 0, row.type, reinterpret_cast<const BYTE*>(row.data.data()),
+                             static_cast<DWORD>(row.data.size() * sizeof(wchar_t))),
+              ERROR_SUCCESS);
+    const DWORD capacity = row.capacity == NoBuffer ? 0 : row.capacity;
+    std::vector<unsigned char> buffer(capacity + 64, Guard);
+    DWORD type = 0, size = capacity;
+    EXPECT_EQ(RegQueryValueExW(key, L"v", nullptr, &type, row.capacity == NoBuffer ? nullptr : buffer.data(), &size),
+              row.result);
+    EXPECT_EQ(type, row.type);
+    EXPECT_EQ(size, row.size);
+    for (std::size_t i = capacity; i < buffer.size(); ++i) ASSERT_EQ(buffer[i], Guard) << "guard byte " << i - capacity;
+    if (row.result == ERROR_SUCCESS && row.capacity != NoBuffer) {
+      EXPECT_EQ(std::wstring(reinterpret_cast<const wchar_t*>(buffer.data()), size / sizeof(wchar_t)), row.read);
+    }
+  }
+  RegCloseKey(key);
+}
+
+// Answers of Windows at the edges of the value calls.
+TEST(Registry, ValueEdges) {
+  TemporaryRegistry store;
+  HKEY key = create(HKEY_CURRENT_USER, L"Edges");
+
+  // Data that can't be read is refused for every type, never a crash.
+  const auto* unmapped = reinterpret_cast<const BYTE*>(std::uintptr_t{16});
+  for (DWORD type : {REG_NONE, REG_SZ, REG_EXPAND_SZ, REG_BINARY, REG_DWORD, REG_DWORD_BIG_ENDIAN, REG_LINK,
+                     REG_MULTI_SZ, REG_RESOURCE_LIST, REG_QWORD}) {
+    SCOPED_TRACE(testing::Message() << "type " << type);
+    EXPECT_EQ(RegSetValueExW(key, L"bad", 0, type, unmapped, 8), ERROR_NOACCESS);
+    EXPECT_EQ(RegSetValueExW(key, L"bad", 0, type, nullptr, 4), ERROR_NOACCESS);
+    EXPECT_EQ(qnRegSetValueBytes(key, L"bad", type, unmapped, 8), ERROR_NOACCESS);
+  }
+  EXPECT_EQ(RegQueryValueExW(key, L"bad", nullptr, nullptr, nullptr, nullptr), ERROR_FILE_NOT_FOUND)
+      << "nothing was stored";
+
+  // A missing value sets the size to 0.
+  DWORD type = 77, size = 1234;
+  EXPECT_EQ(RegQueryValueExW(key, L"missing", nullptr, &type, nullptr, &size), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(size, 0u);
+
+  // One variable as both type and size: the size is read first.
+  const BYTE four[4] = {1, 2, 3, 4};
+  ASSERT_EQ(RegSetValueExW(key, L"four", 0, REG_BINARY, four, 4), ERROR_SUCCESS);
+  BYTE out[4] = {};
+  DWORD both = 4;
+  EXPECT_EQ(RegQueryValueExW(key, L"four", nullptr, &both, out, &both), ERROR_SUCCESS);
+  EXPECT_EQ(std::memcmp(out, four, 4), 0);
+
+  // A name buffer too small: 234, nothing copied, the data's type and size
+  // reported all the same.
+  ASSERT_EQ(setString(key, L"LongerName", L"text"), ERROR_SUCCESS);
+  wchar_t name[4] = {L'k', L'e', L'e', L'p'};
+  DWORD nameSize = 4, dataSize = sizeof out;
+  type = 0;
+  BYTE data[32];
+  std::memset(data, 0xAB, sizeof data);
+  EXPECT_EQ(RegEnumValueW(key, 1, name, &nameSize, nullptr, &type, data, &dataSize), ERROR_MORE_DATA);
+  EXPECT_EQ(std::wstring(name, 4), L"keep");
+  EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+  EXPECT_EQ(dataSize, 5 * sizeof(wchar_t));
+  EXPECT_EQ(data[0], 0xAB) << "no data copied";
   RegCloseKey(key);
 }
 
@@ -245,33 +351,43 @@ TEST(Registry, NamesCompareWithoutCaseBeyondAscii) {
   RegCloseKey(key);
 }
 
+// What a handle may do by the rights it was opened with, one row a mask.
 TEST(Registry, AccessMasksAreChecked) {
   TemporaryRegistry store;
   RegCloseKey(create(HKEY_CURRENT_USER, L"Guarded\\Child"));
-  HKEY reader = open(HKEY_CURRENT_USER, L"Guarded", KEY_READ);
-  EXPECT_EQ(setDword(reader, L"v", 1), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(RegDeleteValueW(reader, L"v"), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(RegQueryValueExW(reader, L"v", nullptr, nullptr, nullptr, nullptr), ERROR_FILE_NOT_FOUND);
-  // Creating below a key is checked against the key, not the handle's mask.
-  HKEY made = create(reader, L"Made");
-  RegCloseKey(made);
-
-  HKEY writer = open(HKEY_CURRENT_USER, L"Guarded", KEY_WRITE);
-  EXPECT_EQ(setDword(writer, L"v", 1), ERROR_SUCCESS);
-  EXPECT_EQ(RegQueryValueExW(writer, L"v", nullptr, nullptr, nullptr, nullptr), ERROR_ACCESS_DENIED);
-  wchar_t name[16];
-  DWORD size = 16;
-  EXPECT_EQ(RegEnumKeyExW(writer, 0, name, &size, nullptr, nullptr, nullptr, nullptr), ERROR_ACCESS_DENIED);
-
-  HKEY query = open(HKEY_CURRENT_USER, L"Guarded", KEY_QUERY_VALUE);
-  EXPECT_EQ(RegQueryValueExW(query, L"v", nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
-  EXPECT_EQ(RegEnumKeyExW(query, 0, name, &size, nullptr, nullptr, nullptr, nullptr), ERROR_ACCESS_DENIED);
-  HKEY enumerate = open(HKEY_CURRENT_USER, L"Guarded", KEY_ENUMERATE_SUB_KEYS);
-  EXPECT_EQ(RegEnumKeyExW(enumerate, 0, name, &size, nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
-  HKEY generic = open(HKEY_CURRENT_USER, L"Guarded", GENERIC_READ | GENERIC_WRITE);
-  EXPECT_EQ(setDword(generic, L"w", 2), ERROR_SUCCESS);
-  EXPECT_EQ(RegQueryValueExW(generic, L"w", nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
-  for (HKEY k : {reader, writer, query, enumerate, generic}) RegCloseKey(k);
+  HKEY setup = open(HKEY_CURRENT_USER, L"Guarded", KEY_ALL_ACCESS);
+  ASSERT_EQ(setDword(setup, L"v", 1), ERROR_SUCCESS);
+  const struct {
+    const char* what;
+    REGSAM access;
+    LONG set, query, enumerate, deleteValue, createBelow;
+  } rows[] = {
+      {"KEY_READ", KEY_READ, ERROR_ACCESS_DENIED, ERROR_SUCCESS, ERROR_SUCCESS, ERROR_ACCESS_DENIED, ERROR_SUCCESS},
+      {"KEY_WRITE", KEY_WRITE, ERROR_SUCCESS, ERROR_ACCESS_DENIED, ERROR_ACCESS_DENIED, ERROR_SUCCESS, ERROR_SUCCESS},
+      {"KEY_QUERY_VALUE", KEY_QUERY_VALUE, ERROR_ACCESS_DENIED, ERROR_SUCCESS, ERROR_ACCESS_DENIED,
+       ERROR_ACCESS_DENIED, ERROR_SUCCESS},
+      {"KEY_ENUMERATE_SUB_KEYS", KEY_ENUMERATE_SUB_KEYS, ERROR_ACCESS_DENIED, ERROR_ACCESS_DENIED, ERROR_SUCCESS,
+       ERROR_ACCESS_DENIED, ERROR_SUCCESS},
+      {"GENERIC_READ | GENERIC_WRITE", GENERIC_READ | GENERIC_WRITE, ERROR_SUCCESS, ERROR_SUCCESS, ERROR_SUCCESS,
+       ERROR_SUCCESS, ERROR_SUCCESS},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    HKEY key = open(HKEY_CURRENT_USER, L"Guarded", row.access);
+    EXPECT_EQ(setDword(key, L"v", 1), row.set);
+    EXPECT_EQ(RegQueryValueExW(key, L"v", nullptr, nullptr, nullptr, nullptr), row.query);
+    wchar_t name[16];
+    DWORD size = 16;
+    EXPECT_EQ(RegEnumKeyExW(key, 0, name, &size, nullptr, nullptr, nullptr, nullptr), row.enumerate);
+    EXPECT_EQ(RegDeleteValueW(key, L"v"), row.deleteValue);
+    ASSERT_EQ(setDword(setup, L"v", 1), ERROR_SUCCESS);
+    // Creating below a key is checked against the key, not the handle's mask.
+    HKEY made = nullptr;
+    EXPECT_EQ(RegCreateKeyExW(key, L"Made", 0, nullptr, 0, KEY_READ, nullptr, &made, nullptr), row.createBelow);
+    RegCloseKey(made);
+    RegCloseKey(key);
+  }
+  RegCloseKey(setup);
 }
 
 TEST(Registry, EnumerationIsOrderedAndBounded) {
@@ -343,23 +459,4 @@ TEST(Registry, DeletingKeys) {
   EXPECT_EQ(subkeys(HKEY_CURRENT_USER), std::vector<std::wstring>{});
   RegCloseKey(fresh);
   RegCloseKey(top);
-}
-
-TEST(RegistryStrings, ASizeCountedInWideCharactersOfThisPortReadsNoFurther) {
-  // Ported code often gives (length + 1) * sizeof(wchar_t): twice the
-  // Windows count here. The text and its terminator are stored; nothing
-  // behind the caller's characters is read.
-  TemporaryRegistry store;
-  HKEY key = nullptr;
-  ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, L"Software\\Sizes", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                            nullptr),
-            ERROR_SUCCESS);
-  auto* text = new wchar_t[4]{L'a', L'b', L'c', L'\0'};
-  ASSERT_EQ(RegSetValueExW(key, L"s", 0, REG_SZ, reinterpret_cast<const BYTE*>(text), 4 * sizeof(wchar_t)),
-            ERROR_SUCCESS);
-  delete[] text;
-  DWORD size = 0, type = 0;
-  ASSERT_EQ(RegQueryValueExW(key, L"s", nullptr, &type, nullptr, &size), ERROR_SUCCESS);
-  EXPECT_EQ(size, 8u) << "three characters and the terminator, two bytes each";
-  RegCloseKey(key);
 }
