@@ -30,7 +30,7 @@ struct Totals {
 // line is turned back into text through the layer's code page.
 cString decode(const cString& bytes) {
   std::string narrow;
-  for (std::size_t i = 0; i < bytes.length(); ++i) narrow += static_cast<char>(bytes[i] & 0xFF);
+  for (DWORD i = 0; i < bytes.length(); ++i) narrow += static_cast<char>(bytes[i] & 0xFF);
   const int n = MultiByteToWideChar(CP_UTF8, 0, narrow.data(), static_cast<int>(narrow.size()), nullptr, 0);
   std::wstring wide(static_cast<std::size_t>(n), L'\0');
   MultiByteToWideChar(CP_UTF8, 0, narrow.data(), static_cast<int>(narrow.size()), wide.data(), n);

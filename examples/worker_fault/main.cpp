@@ -34,7 +34,8 @@ class CarefulWorker : public cThread {
       setReturnCode(static_cast<DWORD>(reader(nullptr)));
     } catch (cException& fault) {
       caught = fault.text;
-      showExceptionMessageBox(fault, nullptr, cString(L"Worker"), false);
+      // Without a parent window the box is captioned with the program's name.
+      showExceptionMessageBox(fault, nullptr, cString(), false);
       setReturnCode(2);
     }
   }

@@ -10,7 +10,7 @@ rm -rf "$scratch"
 mkdir -p "$scratch"
 cmake -S "$examples/$name" -B "$scratch/build" -G Ninja -DCMAKE_PREFIX_PATH="$root/usr" \
   -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF >/dev/null
-cmake --build "$scratch/build" >/dev/null
+cmake --build "$scratch/build" >"$scratch/build.log" 2>&1 || { cat "$scratch/build.log"; exit 1; }
 export QNLITH_REGISTRY_DIR=$scratch/registry
 headless() { setsid -w env -u DISPLAY -u WAYLAND_DISPLAY "$@" </dev/null; }
 expect() {
@@ -24,7 +24,10 @@ case $name in
     expect "$out" 'careful worker: caught "'
     expect "$out" "ended with 2"
     expect "$out" "careless worker: ended with 1"
-    expect "$(cat "$scratch/boxes.txt")" "Worker"
+    # One box from the worker that caught its fault, one from the library
+    # for the fault that escaped.
+    [ "$(grep -c "^\[Error\] worker_fault" "$scratch/boxes.txt")" = 2 ] || { echo "two boxes expected"; exit 1; }
+    expect "$(cat "$scratch/boxes.txt")" "Address 0x0 could not be read!"
     ;;
   registry_settings)
     out=$(headless "$examples/registry_settings/roundtrip.sh" "$scratch/build/registry_settings" \
