@@ -7,6 +7,7 @@
 #include <string>
 
 #include "command.h"
+#include "qnlith_version.h"
 
 namespace {
 
@@ -53,7 +54,24 @@ void printHelp() {
   std::sort(sorted.begin(), sorted.end(),
             [](const QnlithCommand* a, const QnlithCommand* b) { return std::strcmp(a->name, b->name) < 0; });
   for (auto* c : sorted) printUsage(stdout, *c);
-  std::puts("  qnlith --help");
+  std::puts("  qnlith --help\n  qnlith --version");
+}
+
+// The tool's version, and that of the library it runs with as the library's
+// version resource gives it: the two come from different packages.
+int printVersion() {
+  std::printf("qnlith %s\n", QNLITH_VERSION_TEXT);
+  wchar_t path[MAX_PATH];
+  HMODULE library = GetModuleHandleW(L"libQnlith50.so." QNLITH_SOVERSION_TEXT);
+  if (library == nullptr || GetModuleFileNameW(library, path, MAX_PATH) == 0) return 0;
+  try {
+    cFileVersion version{cString(path)};
+    std::printf("library %s (%s)\n", narrow(version.queryValue(cFileVersion::FileVersion).c_str()).c_str(),
+                narrow(path).c_str());
+  } catch (const cException&) {
+    // A library without its version resource still runs the tool.
+  }
+  return 0;
 }
 
 }  // namespace
@@ -122,6 +140,7 @@ int main(int argc, char** argv) {
     printHelp();
     return 0;
   }
+  if (std::strcmp(argv[1], "--version") == 0) return printVersion();
   const QnlithCommand* command = find(argv[1]);
   if (command == nullptr) {
     std::fprintf(stderr, "qnlith: unknown command '%s'; see qnlith --help\n", argv[1]);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "command.h"
+#include "extract.h"
 
 namespace {
 
@@ -185,7 +186,8 @@ const wchar_t* kindOf(const std::wstring& path) {
 }
 
 int resources(const QnlithArguments& arguments) {
-  if (arguments.size() != 1) return qnlithUsageError("resources", L"expects one module");
+  const bool extract = arguments.size() == 3 && arguments[1] == L"--extract";
+  if (arguments.size() != 1 && !extract) return qnlithUsageError("resources", L"expects one module");
   const std::wstring& path = arguments[0];
   HMODULE module = LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
   if (module == nullptr) {
@@ -199,6 +201,11 @@ int resources(const QnlithArguments& arguments) {
   cString header;
   header.format(L"%s: %s\n", path.c_str(), kindOf(path));
   qnlithOut(header.c_str());
+  if (extract) {
+    const int status = qnlithExtractImages(module, arguments[2]);
+    FreeLibrary(module);
+    return status;
+  }
   Listing listing{module, 0, {}};
   if (!EnumResourceTypesW(module, type, reinterpret_cast<LONG_PTR>(&listing))) {
     if (GetLastError() == ERROR_RESOURCE_DATA_NOT_FOUND || GetLastError() == ERROR_RESOURCE_TYPE_NOT_FOUND)
@@ -212,6 +219,7 @@ int resources(const QnlithArguments& arguments) {
   return listing.failures.empty() ? 0 : 1;
 }
 
-const QnlithCommand command("resources", "resources <module>      (ELF module, PE image or .res file)", resources);
+const QnlithCommand command("resources", "resources <module>      (ELF module, PE image or .res file)\n"
+                            "resources <module> --extract <dir>   (its icons, cursors and bitmaps as PNG files)", resources);
 
 }  // namespace
