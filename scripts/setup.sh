@@ -5,6 +5,7 @@ set -euo pipefail
 packages=(cmake ninja-build g++ clang-14 pkg-config libgtest-dev libgmock-dev
           libbenchmark-dev libsqlite3-dev libclang-rt-14-dev binutils-mingw-w64-x86-64)
 packages+=(libpng-dev)
+packages+=(doxygen)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
