@@ -122,8 +122,10 @@ WINBASEAPI _se_translator_function _set_se_translator(_se_translator_function tr
 /// The calling thread's terminate and unexpected handlers; each returns the
 /// previous one (null: the run time's default). These are the global names of
 /// the Windows run time, not std::set_terminate, which stays process-wide.
+///@{
 WINBASEAPI terminate_function set_terminate(terminate_function handler);
 WINBASEAPI unexpected_function set_unexpected(unexpected_function handler);
+///@}
 /// Calls the thread's unexpected handler, then terminates.
 [[noreturn]] WINBASEAPI void unexpected();
 }
