@@ -85,8 +85,8 @@ QN_PLATFORM_API errno_t _gmtime64_s(struct tm* destination, const __time64_t* so
 
 /// The C run time's wcsftime, in its own dialect and its "C" locale: the codes
 /// %a %A %b %B %c %d %H %I %j %m %M %p %S %U %w %W %x %X %y %Y %z %Z %%, each
-/// with an optional # (%#c and %#x: the long forms; on a number: no leading
-/// zeros). %z and %Z give the zone's name, not an offset. Returns the count
+/// with an optional # flag (on c and x: the long forms; on a number: no
+/// leading zeros). %z and %Z give the zone's name, not an offset. Returns the count
 /// of characters written before the terminator. 0 with errno EINVAL for a
 /// null argument, a field of `time` out of range or an unknown code; 0 with
 /// errno ERANGE when the text and its terminator need more than `maxSize`.
