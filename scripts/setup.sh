@@ -7,6 +7,7 @@ packages=(cmake ninja-build g++ clang-14 pkg-config libgtest-dev libgmock-dev
 packages+=(libpng-dev)
 # Packaging: dpkg-shlibdeps, file (which CPack asks) and lintian.
 packages+=(dpkg-dev file lintian)
+packages+=(doxygen)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

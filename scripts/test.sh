@@ -12,3 +12,4 @@ for preset in ${QNLITH_TEST_PRESETS:-ci sanitize}; do
   cmake --build --preset "$preset"
   ctest --preset "$preset"
 done
+case " ${QNLITH_TEST_PRESETS:-ci sanitize} " in *" ci "*) echo "== API reference"; cmake --build --preset ci --target docs;; esac

@@ -1,5 +1,6 @@
-// The framework layer: the string, time, exception, thread and module
-// services of the application framework the library was written beside.
+/// @file
+/// The framework layer: the string, time, exception, thread and module
+/// services of the application framework the library was written beside.
 #pragma once
 
 #include <qnlith/win32.h>

@@ -1,4 +1,5 @@
-// The whole public interface: the library and both layers beneath it.
+/// @file
+/// The whole public interface: the library and both layers beneath it.
 #pragma once
 
 #include <qnlith/win32.h>

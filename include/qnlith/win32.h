@@ -1,5 +1,6 @@
-// The operating-system layer: the subset of the Win32 API that the library
-// calls, with Win32 names, types, constants and documented behaviour.
+/// @file
+/// The operating-system layer: the subset of the Win32 API that the library
+/// calls, with Win32 names, types, constants and documented behaviour.
 #pragma once
 
 #include <qnlith/win32/types.h>

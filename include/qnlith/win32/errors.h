@@ -1,8 +1,13 @@
-// The thread's last error and the Win32 error numbers the layer produces.
+/// @file
+/// The thread's last error and the Win32 error numbers the layer produces.
 #pragma once
 
 #include <qnlith/win32/types.h>
 
+/// System error codes, with the numbers Win32 documents for them: what
+/// GetLastError returns after a failed call, and what the registry calls and
+/// a few others return directly. ERROR_SUCCESS and NO_ERROR (0) mean success.
+///@{
 #define ERROR_SUCCESS 0L
 #define NO_ERROR 0L
 #define ERROR_INVALID_FUNCTION 1L
@@ -94,9 +99,12 @@
 #define ERROR_DEVICE_IN_USE 2404L
 #define ERROR_INVALID_THREAD_ID 1444L
 #define ERROR_NOT_ENOUGH_QUOTA 1816L
+///@}
 
 extern "C" {
-// The calling thread's last error. Each thread has its own, starting at 0.
+/// The calling thread's last error, the code of its last failed call. Each
+/// thread has its own, starting at 0; a successful call may leave it as it was.
 WINBASEAPI DWORD WINAPI GetLastError();
+/// Sets the calling thread's last error; no other thread sees it.
 WINBASEAPI void WINAPI SetLastError(DWORD error);
 }

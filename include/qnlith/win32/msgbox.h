@@ -1,12 +1,15 @@
-// MessageBoxW. A box is shown, in this order, by the hook an application has
-// installed, by a dialog program when a graphical display is there (zenity,
-// else xmessage), as a prompt on the controlling terminal, or else it is
-// written to standard error and answered with its default button. A process
-// without a user is never held.
+/// @file
+/// MessageBoxW. A box is shown, in this order, by the hook an application has
+/// installed, by a dialog program when a graphical display is there (zenity,
+/// else xmessage), as a prompt on the controlling terminal, or else it is
+/// written to standard error and answered with its default button. A process
+/// without a user is never held.
 #pragma once
 
 #include <qnlith/win32/types.h>
 
+/// Button sets of a message box, and the mask of their field.
+///@{
 #define MB_OK 0x00000000u
 #define MB_OKCANCEL 0x00000001u
 #define MB_ABORTRETRYIGNORE 0x00000002u
@@ -15,7 +18,10 @@
 #define MB_RETRYCANCEL 0x00000005u
 #define MB_CANCELTRYCONTINUE 0x00000006u
 #define MB_TYPEMASK 0x0000000Fu
+///@}
 
+/// Icons of a message box (error, question, warning, information), and the mask of their field.
+///@{
 #define MB_ICONHAND 0x00000010u
 #define MB_ICONERROR MB_ICONHAND
 #define MB_ICONSTOP MB_ICONHAND
@@ -25,13 +31,19 @@
 #define MB_ICONASTERISK 0x00000040u
 #define MB_ICONINFORMATION MB_ICONASTERISK
 #define MB_ICONMASK 0x000000F0u
+///@}
 
+/// The default button (first to fourth), and the mask of its field.
+///@{
 #define MB_DEFBUTTON1 0x00000000u
 #define MB_DEFBUTTON2 0x00000100u
 #define MB_DEFBUTTON3 0x00000200u
 #define MB_DEFBUTTON4 0x00000300u
 #define MB_DEFMASK 0x00000F00u
+///@}
 
+/// Modality and other options of a message box, accepted as Win32 defines them.
+///@{
 #define MB_APPLMODAL 0x00000000u
 #define MB_SYSTEMMODAL 0x00001000u
 #define MB_TASKMODAL 0x00002000u
@@ -42,7 +54,10 @@
 #define MB_RIGHT 0x00080000u
 #define MB_RTLREADING 0x00100000u
 #define MB_SERVICE_NOTIFICATION 0x00200000u
+///@}
 
+/// Dialog results: the button the user chose.
+///@{
 #define IDOK 1
 #define IDCANCEL 2
 #define IDABORT 3
@@ -54,20 +69,22 @@
 #define IDHELP 9
 #define IDTRYAGAIN 10
 #define IDCONTINUE 11
+///@}
 
+/// The error of a style with an invalid button set or icon.
 #define ERROR_INVALID_MSGBOX_STYLE 1438L
 
-// Shows every box instead of the layer: gets the text and caption as the box
-// would show them and the style, and returns the dialog result.
+/// Shows every box instead of the layer: gets the text and caption as the box
+/// would show them and the style, and returns the dialog result.
 typedef int (*QnMessageBoxHook)(const wchar_t* text, const wchar_t* caption, unsigned style);
 
 extern "C" {
-// The dialog result (IDOK .. IDCONTINUE), or 0 with the last error set: an
-// owner that is not a window, a style without a valid button set.
-// A null caption shows "Error".
+/// The dialog result (IDOK .. IDCONTINUE), or 0 with the last error set: an
+/// owner that is not a window, a style without a valid button set.
+/// A null caption shows "Error".
 WINBASEAPI int WINAPI MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT style);
 
-// Installs the hook for the whole process; returns the previous one. Null
-// removes it.
+/// Installs the hook for the whole process; returns the previous one. Null
+/// removes it.
 WINBASEAPI QnMessageBoxHook qnSetMessageBoxHook(QnMessageBoxHook hook);
 }
