@@ -12,8 +12,9 @@ class QNLITH_API cCriticalSection {
   // Copies the platform structure; not to be done while either is in use.
   cCriticalSection& operator=(const cCriticalSection& other);
 
-  void Lock();
-  void Unlock();
+  // Inline, so that taking the section is one call into the layer.
+  void Lock() { EnterCriticalSection(&section); }
+  void Unlock() { LeaveCriticalSection(&section); }
 
  private:
   CRITICAL_SECTION section;
