@@ -59,9 +59,9 @@ volatile int stopAt = -1;  // never reached; keeps the recursion from looking en
 int* volatile nowhere = nullptr;
 
 // The sanitizer's null check would report before the processor faults.
-[[gnu::noinline, gnu::no_sanitize("undefined")]] int readNull() { return *nowhere; }
+[[gnu::noinline]] __attribute__((no_sanitize("undefined"))) int readNull() { return *nowhere; }
 
-[[gnu::noinline, gnu::no_sanitize("undefined")]] int readNullWithCleanup() {
+[[gnu::noinline]] __attribute__((no_sanitize("undefined"))) int readNullWithCleanup() {
   Counted counted;
   return *nowhere;
 }
