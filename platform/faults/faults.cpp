@@ -5,6 +5,9 @@
 // through the signal frame into the faulting frame, which code compiled with
 // -fnon-call-exceptions can catch. A thread without a translator passes the
 // signal on to whatever handled it before, by default the crash with a core.
+// Where a frame's exception tables don't cover the faulting instruction, a
+// throw from it would end in std::terminate; inside qnCallTranslated the
+// handler sees that beforehand and throws from the runner instead.
 #include <pthread.h>
 #include <setjmp.h>
 #include <signal.h>
