@@ -28,11 +28,29 @@ void PthreadMutexLockUnlock(benchmark::State& state) {
   pthread_mutex_destroy(&mutex);
 }
 
+// Each contending thread on a processor of its own, so that they do run at
+// once (the machine has two); the thread's earlier set comes back after.
+class PinnedThread {
+ public:
+  explicit PinnedThread(int index) {
+    pthread_getaffinity_np(pthread_self(), sizeof before_, &before_);
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(index % 2, &one);
+    pthread_setaffinity_np(pthread_self(), sizeof one, &one);
+  }
+  ~PinnedThread() { pthread_setaffinity_np(pthread_self(), sizeof before_, &before_); }
+
+ private:
+  cpu_set_t before_;
+};
+
 // Two threads taking turns on one lock as fast as they can, the work under
 // the lock a single increment.
 void CriticalSectionContended(benchmark::State& state) {
   static cCriticalSection section;
   static long counter = 0;
+  PinnedThread pinned(state.thread_index());
   for (auto _ : state) {
     section.Lock();
     benchmark::DoNotOptimize(++counter);
@@ -43,6 +61,7 @@ void CriticalSectionContended(benchmark::State& state) {
 void PthreadMutexContended(benchmark::State& state) {
   static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
   static long counter = 0;
+  PinnedThread pinned(state.thread_index());
   for (auto _ : state) {
     pthread_mutex_lock(&mutex);
     benchmark::DoNotOptimize(++counter);

@@ -16,7 +16,6 @@ namespace {
 // cost more than a sleep on a loaded machine.
 constexpr ULONG_PTR SpinMask = 0x00FFFFFF;
 constexpr ULONG_PTR MaximumSpins = 4000;
-constexpr ULONG_PTR DefaultSpins = 32;
 
 HANDLE ownerValue(DWORD threadId) { return reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(threadId)); }
 
@@ -26,9 +25,12 @@ std::atomic_ref<ULONG_PTR> spinCount(LPCRITICAL_SECTION section) {
   return std::atomic_ref<ULONG_PTR>(section->SpinCount);
 }
 
+// A section made without a spin count sleeps at once, as its spin count of 0
+// says: a spinning waiter takes a short section at every release, so that
+// it crosses between processors on each turn, where a sleeping one leaves
+// the holder to run on alone.
 unsigned spinsOf(LPCRITICAL_SECTION section) {
-  const ULONG_PTR spins = spinCount(section).load(std::memory_order_relaxed);
-  return static_cast<unsigned>(spins == 0 ? DefaultSpins : spins);
+  return static_cast<unsigned>(spinCount(section).load(std::memory_order_relaxed));
 }
 
 // Held by another thread: spin while the holder is likely to leave soon,
