@@ -7,6 +7,10 @@
 #include <gtest/gtest.h>
 #include <qnlith/win32.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
 #include <stdexcept>
 
 #ifndef QN_FAULT_SUITE
@@ -167,3 +171,26 @@ TEST(QN_FAULT_SUITE, GccUnwindsAFaultingLoadThroughItsFrames) {
   EXPECT_EQ(Counted::alive, 0);
 }
 #endif
+
+TEST(QN_FAULT_SUITE, ATranslatorThatReturnsInsideTheRunnerLeavesTheFaultUnhandled) {
+  // The fault is not taken: the process ends with it, as without the runner.
+  const pid_t child = fork();
+  if (child == 0) {
+    _set_se_translator([](unsigned, EXCEPTION_POINTERS*) {});
+    qnCallTranslated([] { overflowWithCleanup(0); });
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QN_LEVEL_UNDER_ASAN 1
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(QN_LEVEL_UNDER_ASAN)
+  EXPECT_FALSE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the sanitizer's report ends it";
+#else
+  ASSERT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(WTERMSIG(status), SIGSEGV);
+#endif
+}
