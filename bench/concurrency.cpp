@@ -28,6 +28,47 @@ void PthreadMutexLockUnlock(benchmark::State& state) {
   pthread_mutex_destroy(&mutex);
 }
 
+// Each contending thread on a processor of its own, so that they do run at
+// once (the machine has two); the thread's earlier set comes back after.
+class PinnedThread {
+ public:
+  explicit PinnedThread(int index) {
+    pthread_getaffinity_np(pthread_self(), sizeof before_, &before_);
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(index % 2, &one);
+    pthread_setaffinity_np(pthread_self(), sizeof one, &one);
+  }
+  ~PinnedThread() { pthread_setaffinity_np(pthread_self(), sizeof before_, &before_); }
+
+ private:
+  cpu_set_t before_;
+};
+
+// Two threads taking turns on one lock as fast as they can, the work under
+// the lock a single increment.
+void CriticalSectionContended(benchmark::State& state) {
+  static cCriticalSection section;
+  static long counter = 0;
+  PinnedThread pinned(state.thread_index());
+  for (auto _ : state) {
+    section.Lock();
+    benchmark::DoNotOptimize(++counter);
+    section.Unlock();
+  }
+}
+
+void PthreadMutexContended(benchmark::State& state) {
+  static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+  static long counter = 0;
+  PinnedThread pinned(state.thread_index());
+  for (auto _ : state) {
+    pthread_mutex_lock(&mutex);
+    benchmark::DoNotOptimize(++counter);
+    pthread_mutex_unlock(&mutex);
+  }
+}
+
 void MutexSemaphoreWaitRelease(benchmark::State& state) {
   cMutexSemaphore mutex;
   for (auto _ : state) {
@@ -93,6 +134,8 @@ void BinarySemaphorePingPong(benchmark::State& state) {
 
 BENCHMARK(CriticalSectionLockUnlock);
 BENCHMARK(PthreadMutexLockUnlock);
+BENCHMARK(CriticalSectionContended)->Threads(2)->UseRealTime();
+BENCHMARK(PthreadMutexContended)->Threads(2)->UseRealTime();
 BENCHMARK(MutexSemaphoreWaitRelease);
 BENCHMARK(PthreadRecursiveMutexLockUnlock);
 BENCHMARK(EventPingPong)->UseRealTime();
@@ -105,6 +148,7 @@ int main(int argc, char** argv) {
   std::thread([] {}).join();
   return qnbench::runWithRatios(argc, argv,
                                 {{"CriticalSectionLockUnlock", "PthreadMutexLockUnlock"},
+                                 {"CriticalSectionContended/real_time/threads:2", "PthreadMutexContended/real_time/threads:2"},
                                  {"MutexSemaphoreWaitRelease", "PthreadRecursiveMutexLockUnlock"},
                                  {"EventPingPong/real_time", "BinarySemaphorePingPong/real_time"}});
 }

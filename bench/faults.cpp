@@ -39,6 +39,21 @@ void TranslatedAccessViolation(benchmark::State& state) {
 }
 BENCHMARK(TranslatedAccessViolation);
 
+// The same inside qnCallTranslated, which first checks that every frame can
+// be unwound from the faulting instruction.
+void TranslatedAccessViolationInRunner(benchmark::State& state) {
+  const _se_translator_function previous = _set_se_translator(translate);
+  for (auto _ : state) {
+    try {
+      qnCallTranslated([] { readThrough(0x10); });
+    } catch (const Translated& t) {
+      benchmark::DoNotOptimize(t.code);
+    }
+  }
+  _set_se_translator(previous);
+}
+BENCHMARK(TranslatedAccessViolationInRunner);
+
 // Baseline: the same fault left by siglongjmp from a raw SIGSEGV handler.
 sigjmp_buf escape;
 void jumpOut(int) { siglongjmp(escape, 1); }
@@ -107,6 +122,7 @@ BENCHMARK(PthreadGetspecificRead);
 int main(int argc, char** argv) {
   return qnbench::runWithRatios(argc, argv,
                                 {{"TranslatedAccessViolation", "RawSignalWithLongjmp"},
+                                 {"TranslatedAccessViolationInRunner", "RawSignalWithLongjmp"},
                                  {"RaiseExceptionTranslated", "PlainCxxThrow"},
                                  {"TlsGetValueRead", "PthreadGetspecificRead"}});
 }

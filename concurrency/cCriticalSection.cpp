@@ -9,10 +9,6 @@ cCriticalSection& cCriticalSection::operator=(const cCriticalSection& other) {
   return *this;
 }
 
-void cCriticalSection::Lock() { EnterCriticalSection(&section); }
-
-void cCriticalSection::Unlock() { LeaveCriticalSection(&section); }
-
 cPersistentCriticalSection::cPersistentCriticalSection() = default;
 
 cPersistentCriticalSection::~cPersistentCriticalSection() = default;

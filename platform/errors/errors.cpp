@@ -1,12 +1,12 @@
 #include "errors/errors.h"
 
-namespace {
-thread_local DWORD lastError = ERROR_SUCCESS;
+namespace qn::tls {
+__thread DWORD lastError __attribute__((tls_model("initial-exec"))) = ERROR_SUCCESS;
 }
 
-DWORD WINAPI GetLastError() { return lastError; }
+DWORD WINAPI GetLastError() { return qn::tls::lastError; }
 
-void WINAPI SetLastError(DWORD error) { lastError = error; }
+void WINAPI SetLastError(DWORD error) { qn::tls::lastError = error; }
 
 namespace qn {
 

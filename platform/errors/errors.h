@@ -8,6 +8,13 @@
 
 namespace qn {
 
+namespace tls {
+extern __thread DWORD lastError __attribute__((tls_model("initial-exec")));
+}
+
+// SetLastError without a call through the symbol table, for hot paths.
+inline void setLastError(DWORD error) { tls::lastError = error; }
+
 // The Win32 number Windows reports for the condition an errno value names.
 QN_INTERNAL DWORD win32ErrorFromErrno(int error);
 

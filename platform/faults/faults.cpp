@@ -5,11 +5,16 @@
 // through the signal frame into the faulting frame, which code compiled with
 // -fnon-call-exceptions can catch. A thread without a translator passes the
 // signal on to whatever handled it before, by default the crash with a core.
+// Where a frame's exception tables don't cover the faulting instruction, a
+// throw from it would end in std::terminate; inside qnCallTranslated the
+// handler sees that beforehand and throws from the runner instead.
 #include <pthread.h>
+#include <setjmp.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <ucontext.h>
 #include <unistd.h>
+#include <unwind.h>
 
 #include <cstdint>
 #include <cstdio>
@@ -30,6 +35,15 @@ QN_THREAD_STATE _se_translator_function currentTranslator = nullptr;
 QN_THREAD_STATE terminate_function currentTerminate = nullptr;
 QN_THREAD_STATE unexpected_function currentUnexpected = nullptr;
 QN_THREAD_STATE std::uintptr_t stackLow = 0;  // lowest usable byte of the thread's stack
+
+// One qnCallTranslated in progress: where a fault that can't be thrown from
+// its own frame is thrown instead.
+struct Shelter {
+  sigjmp_buf resume;
+  Shelter* outer = nullptr;
+  std::exception_ptr thrown;
+};
+QN_THREAD_STATE Shelter* innermostShelter = nullptr;
 
 constexpr int FaultSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP};
 struct sigaction previousActions[NSIG];
@@ -250,6 +264,102 @@ void passOn(int signal, siginfo_t* info, void* context) {
   }
 }
 
+// The compiler's exception tables. A frame with a language-specific data
+// area can be unwound from an instruction only if one of its call-site
+// entries covers it; elsewhere the C++ run time calls std::terminate.
+const std::uint8_t* readUleb(const std::uint8_t* p, std::uintptr_t& value) {
+  value = 0;
+  unsigned shift = 0;
+  std::uint8_t byte;
+  do {
+    byte = *p++;
+    value |= static_cast<std::uintptr_t>(byte & 0x7F) << shift;
+    shift += 7;
+  } while (byte & 0x80);
+  return p;
+}
+
+template <typename T>
+const std::uint8_t* readFixed(const std::uint8_t* p, std::uintptr_t& value) {
+  T v;
+  std::memcpy(&v, p, sizeof v);
+  value = static_cast<std::uintptr_t>(v);
+  return p + sizeof v;
+}
+
+// The value of a DWARF pointer encoding, without its base: call-site fields
+// are offsets, and the other fields are only skipped.
+const std::uint8_t* readEncoded(const std::uint8_t* p, std::uint8_t encoding, std::uintptr_t& value) {
+  switch (encoding & 0x0F) {
+    case 0x00: return readFixed<std::uint64_t>(p, value);
+    case 0x01:
+    case 0x09: return readUleb(p, value);  // the sign doesn't matter for a skip or an offset
+    case 0x02: return readFixed<std::uint16_t>(p, value);
+    case 0x03: return readFixed<std::uint32_t>(p, value);
+    case 0x04: return readFixed<std::uint64_t>(p, value);
+    case 0x0A: return readFixed<std::int16_t>(p, value);
+    case 0x0B: return readFixed<std::int32_t>(p, value);
+    case 0x0C: return readFixed<std::int64_t>(p, value);
+    default: value = 0; return nullptr;
+  }
+}
+
+bool callSiteCovers(const std::uint8_t* lsda, std::uintptr_t functionStart, std::uintptr_t ip) {
+  constexpr std::uint8_t Omit = 0xFF;
+  std::uintptr_t ignored = 0, tableLength = 0;
+  const std::uint8_t* p = lsda;
+  const std::uint8_t landingPadBase = *p++;
+  if (landingPadBase != Omit && !(p = readEncoded(p, landingPadBase, ignored))) return false;
+  if (*p++ != Omit) p = readUleb(p, ignored);
+  const std::uint8_t encoding = *p++;
+  p = readUleb(p, tableLength);
+  const std::uint8_t* end = p + tableLength;
+  while (p < end) {
+    std::uintptr_t start = 0, length = 0, pad = 0, action = 0;
+    if (!(p = readEncoded(p, encoding, start)) || !(p = readEncoded(p, encoding, length)) ||
+        !(p = readEncoded(p, encoding, pad))) {
+      return false;
+    }
+    p = readUleb(p, action);
+    if (ip < functionStart + start) return false;  // the table is sorted
+    if (ip < functionStart + start + length) return true;
+  }
+  return false;
+}
+
+// Whether a throw from the faulting instruction can unwind every frame up to
+// the shelter, judged as the C++ run time will judge it.
+struct Walk {
+  std::uintptr_t shelter;
+  bool pastSignalFrame = false;
+  bool reaches = false;
+};
+
+_Unwind_Reason_Code walkFrame(_Unwind_Context* frame, void* argument) {
+  Walk& walk = *static_cast<Walk*>(argument);
+  int beforeInstruction = 0;
+  std::uintptr_t ip = _Unwind_GetIPInfo(frame, &beforeInstruction);
+  if (!walk.pastSignalFrame) {
+    // The handler's own frames come first; the interrupted one is marked.
+    if (!beforeInstruction) return _URC_NO_REASON;
+    walk.pastSignalFrame = true;
+  }
+  if (_Unwind_GetCFA(frame) > walk.shelter) {
+    walk.reaches = true;
+    return _URC_END_OF_STACK;
+  }
+  if (!beforeInstruction) --ip;  // a return address: the call is the instruction before
+  const auto* lsda = static_cast<const std::uint8_t*>(_Unwind_GetLanguageSpecificData(frame));
+  if (lsda != nullptr && !callSiteCovers(lsda, _Unwind_GetRegionStart(frame), ip)) return _URC_END_OF_STACK;
+  return _URC_NO_REASON;
+}
+
+bool throwReachesShelter(const Shelter& shelter) {
+  Walk walk{reinterpret_cast<std::uintptr_t>(&shelter)};
+  _Unwind_Backtrace(walkFrame, &walk);
+  return walk.reaches;
+}
+
 void onFault(int signal, siginfo_t* info, void* context) {
   // The alignment-check flag survives into the handler; nothing here is
   // written for it.
@@ -265,7 +375,19 @@ void onFault(int signal, siginfo_t* info, void* context) {
   describe(signal, *info, machine, record);
   capture(machine, registers);
   EXCEPTION_POINTERS pointers{&record, &registers};
-  translator(record.ExceptionCode, &pointers);
+  Shelter* const shelter = innermostShelter;
+  if (shelter != nullptr && !throwReachesShelter(*shelter)) {
+    // A frame between here and the shelter can't be unwound from the
+    // faulting instruction: the throw leaves from the shelter instead.
+    try {
+      translator(record.ExceptionCode, &pointers);
+    } catch (...) {
+      shelter->thrown = std::current_exception();
+    }
+    if (shelter->thrown) siglongjmp(shelter->resume, 1);
+  } else {
+    translator(record.ExceptionCode, &pointers);
+  }
   // A translator that returns has not handled the fault.
   passOn(signal, info, context);
 }
@@ -293,6 +415,16 @@ void dispatchTerminate() {
   std::abort();  // a handler that returns ends the process, as the run time does
 }
 
+// Keeps the shelter in force while the procedure runs, whichever way it ends.
+[[gnu::noinline]] void runSheltered(Shelter& shelter, void (*procedure)(void*), void* context) {
+  struct Restore {
+    Shelter& shelter;
+    ~Restore() { innermostShelter = shelter.outer; }
+  } restore{shelter};
+  innermostShelter = &shelter;
+  procedure(context);
+}
+
 [[noreturn]] void unhandled(const EXCEPTION_RECORD& record) {
   std::fprintf(stderr, "Unhandled exception 0x%08X at %p\n", record.ExceptionCode, record.ExceptionAddress);
   std::abort();
@@ -309,6 +441,19 @@ _se_translator_function _set_se_translator(_se_translator_function translator) {
   const _se_translator_function previous = currentTranslator;
   currentTranslator = translator;
   return previous;
+}
+
+void qnCallTranslated(void (*procedure)(void*), void* context) {
+  if (procedure == nullptr) return;
+  Shelter shelter;
+  shelter.outer = innermostShelter;
+  // The fault signals are never held (SA_NODEFER), so the mask needn't be saved.
+  if (sigsetjmp(shelter.resume, 0) == 0) {
+    runSheltered(shelter, procedure, context);
+    return;
+  }
+  innermostShelter = shelter.outer;
+  std::rethrow_exception(shelter.thrown);
 }
 
 terminate_function set_terminate(terminate_function handler) {

@@ -65,16 +65,17 @@ BOOL WINAPI TlsFree(DWORD index) {
 }
 
 LPVOID WINAPI TlsGetValue(DWORD index) {
-  if (index >= SlotCount) {
-    SetLastError(ERROR_INVALID_PARAMETER);
+  if (index >= SlotCount) [[unlikely]] {
+    qn::setLastError(ERROR_INVALID_PARAMETER);
     return nullptr;
   }
   // A successful read clears the last error, so that a null value can be
   // told from a failure.
-  SetLastError(ERROR_SUCCESS);
-  if (values == nullptr) return nullptr;
-  const Value& v = values[index];
-  return v.generation == slots().generation[index].load(std::memory_order_acquire) ? v.value : nullptr;
+  qn::setLastError(ERROR_SUCCESS);
+  const Value* const mine = values;
+  if (mine == nullptr) return nullptr;
+  const Value& v = mine[index];
+  return v.generation == allSlots.generation[index].load(std::memory_order_acquire) ? v.value : nullptr;
 }
 
 BOOL WINAPI TlsSetValue(DWORD index, LPVOID value) {

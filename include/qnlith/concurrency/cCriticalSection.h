@@ -16,10 +16,11 @@ class QNLITH_API cCriticalSection {
   /// Copies the platform structure; not to be done while either is in use.
   cCriticalSection& operator=(const cCriticalSection& other);
 
+  // Inline, so that taking the section is one call into the layer.
   /// Enters the section, waiting while another thread holds it.
-  void Lock();
+  void Lock() { EnterCriticalSection(&section); }
   /// Leaves the section once.
-  void Unlock();
+  void Unlock() { LeaveCriticalSection(&section); }
 
  private:
   CRITICAL_SECTION section;

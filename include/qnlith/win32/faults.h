@@ -6,6 +6,9 @@
 
 #include <qnlith/win32/types.h>
 
+#include <memory>
+#include <type_traits>
+
 /// The most arguments an exception record carries.
 #define EXCEPTION_MAXIMUM_PARAMETERS 15
 /// The record's flag for an exception that execution can't continue after.
@@ -128,4 +131,23 @@ WINBASEAPI unexpected_function set_unexpected(unexpected_function handler);
 ///@}
 /// Calls the thread's unexpected handler, then terminates.
 [[noreturn]] WINBASEAPI void unexpected();
+
+/// This layer's own: calls procedure(context) so that every processor fault
+/// in it reaches the thread's translator and the translator's throw leaves
+/// this call, whatever the compiler made of the faulting code. Frames that
+/// can be unwound from the faulting instruction are unwound as usual (their
+/// destructors run and their catch clauses see the throw); if any frame in
+/// between can't be (see docs/faults-threads-boxes.md), the throw starts here
+/// instead and the procedure's frames are left without running their
+/// destructors. Without a translator a fault behaves as before. C++
+/// exceptions pass through unchanged.
+WINBASEAPI void WINAPI qnCallTranslated(void (*procedure)(void*), void* context);
+}
+
+/// The same for any callable.
+template <typename Callable>
+void qnCallTranslated(Callable&& callable) {
+  using Target = std::remove_reference_t<Callable>;
+  qnCallTranslated([](void* target) { (*static_cast<Target*>(target))(); },
+                   const_cast<void*>(static_cast<const volatile void*>(std::addressof(callable))));
 }
