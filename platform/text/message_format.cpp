@@ -153,12 +153,16 @@ FormatArgument fromArrayElement(const Directive& directive, DWORD_PTR raw) {
 }
 
 // What type a value slot was read with, so that one read twice is read alike.
-enum class SlotKind { Star, Wide, Narrow32, NarrowChar, WideChar, Pointer, Unnamed };
+enum class SlotKind { Star, Integer64, Integer32, NarrowChar, WideChar, Pointer, Unnamed };
 
 SlotKind kindOf(const Directive& d) {
-  if (d.isInteger()) return d.size == FormatSize::LongLong || d.size == FormatSize::Pointer ? SlotKind::Wide
-                                                                                           : SlotKind::Narrow32;
-  if (d.conversion == L'c' || d.conversion == L'C') return d.takesNarrowText() ? SlotKind::NarrowChar : SlotKind::WideChar;
+  if (d.isInteger()) {
+    const bool is64 = d.size == FormatSize::LongLong || d.size == FormatSize::Pointer;
+    return is64 ? SlotKind::Integer64 : SlotKind::Integer32;
+  }
+  if (d.conversion == L'c' || d.conversion == L'C') {
+    return d.takesNarrowText() ? SlotKind::NarrowChar : SlotKind::WideChar;
+  }
   return SlotKind::Pointer;  // strings and pointers
 }
 

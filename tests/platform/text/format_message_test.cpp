@@ -53,7 +53,8 @@ struct Row {
 };
 
 // A row whose call formats `pattern`, named by it.
-#define MESSAGE(expected, flags, pattern, ...) Row{pattern, message(flags, pattern __VA_OPT__(, ) __VA_ARGS__), expected}
+#define MESSAGE(expected, flags, pattern, ...) \
+  Row{pattern, message(flags, pattern __VA_OPT__(, ) __VA_ARGS__), expected}
 
 void expectRows(const std::vector<Row>& rows) {
   for (const Row& row : rows) EXPECT_EQ(row.got, row.expected) << "pattern " << ::testing::PrintToString(row.pattern);
@@ -267,7 +268,11 @@ TEST(FormatMessage, BadCallsFailCleanly) {
 
 TEST(FormatMessage, SystemTextsForEveryCodeTheLayerProduces) {
   // Read the codes from the public header, so that a new code without a text fails here.
-  const auto root = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path().parent_path();
+  // __FILE__ may be relative to the build directory, two levels above the test program.
+  std::filesystem::path file(__FILE__);
+  if (file.is_relative())
+    file = std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path().parent_path() / file;
+  const auto root = file.lexically_normal().parent_path().parent_path().parent_path().parent_path();
   std::ifstream header(root / "include/qnlith/win32/errors.h");
   ASSERT_TRUE(header.good());
   const std::regex define(R"(#define\s+(ERROR_\w+)\s+(\d+)L)");

@@ -58,11 +58,14 @@ TEST(WidePrintf, IntegerSizesFollowWindows) {
   expectRows({
       FMT(L"-5 7 4294967295", L"%d %i %u", -5, 7, -1),
       // l is 32 bits, as LONG and DWORD are.
-      FMT(L"-2 4294967295 abc", L"%ld %lu %lx", static_cast<LONG>(-2), static_cast<DWORD>(0xFFFFFFFFu), static_cast<DWORD>(0xABCu)),
+      FMT(L"-2 4294967295 abc", L"%ld %lu %lx", static_cast<LONG>(-2), static_cast<DWORD>(0xFFFFFFFFu),
+          static_cast<DWORD>(0xABCu)),
       FMT(L"4464 1 -56 44", L"%hd %hu %hhd %hhu", 70000, 65537, 200, 300),
-      FMT(L"-9223372036854775808 -3 18446744073709551615", L"%I64d %lld %I64u", INT64_MIN, static_cast<long long>(-3), UINT64_MAX),
+      FMT(L"-9223372036854775808 -3 18446744073709551615", L"%I64d %lld %I64u", INT64_MIN, static_cast<long long>(-3),
+          UINT64_MAX),
       FMT(L"-1 beef", L"%I32d %I32x", -1, 0xBEEF),
-      FMT(L"18446744073709551615 12 -4 5 1234567890", L"%Iu %zu %td %jd %Ix", SIZE_MAX, static_cast<std::size_t>(12), static_cast<std::ptrdiff_t>(-4), static_cast<intmax_t>(5), static_cast<std::size_t>(0x1234567890ull)),
+      FMT(L"18446744073709551615 12 -4 5 1234567890", L"%Iu %zu %td %jd %Ix", SIZE_MAX, static_cast<std::size_t>(12),
+          static_cast<std::ptrdiff_t>(-4), static_cast<intmax_t>(5), static_cast<std::size_t>(0x1234567890ull)),
       FMT(L"ff FF 10 0xff 0XFF 010 0 0", L"%x %X %o %#x %#X %#o %#x %#o", 255, 255, 8, 255, 255, 8, 0, 0),
   });
 }
@@ -84,7 +87,8 @@ TEST(WidePrintf, PointersAreFullWidthUpperCaseHex) {
       // F and N are sizes of old, read and ignored.
       FMT(L"0000000000ABCDEF|0000000000ABCDEF|7", L"%Fp|%Np|%Nd", reinterpret_cast<void*>(0xabcdef),
           reinterpret_cast<void*>(0xabcdef), 7),
-      FMT(L"[    0000000000001234][FFFFFFFFFFFFFFFF  ]", L"[%20p][%-18p]", reinterpret_cast<void*>(0x1234), reinterpret_cast<void*>(-1)),
+      FMT(L"[    0000000000001234][FFFFFFFFFFFFFFFF  ]", L"[%20p][%-18p]", reinterpret_cast<void*>(0x1234),
+          reinterpret_cast<void*>(-1)),
   });
 }
 
@@ -94,9 +98,11 @@ TEST(WidePrintf, WideAndNarrowText) {
   const wchar_t unterminated[3] = {L'x', L'y', L'z'};
   expectRows({
       FMT(L"\u00E9bcde", L"%c%C%hc%lc%wc", L'\u00E9', 'b', 'c', L'd', L'e'),
-      FMT(L"[(null)][(null)][(nu]", L"[%s][%S][%.3s]", static_cast<wchar_t*>(nullptr), static_cast<char*>(nullptr), static_cast<wchar_t*>(nullptr)),
+      FMT(L"[(null)][(null)][(nu]", L"[%s][%S][%.3s]", static_cast<wchar_t*>(nullptr), static_cast<char*>(nullptr),
+          static_cast<wchar_t*>(nullptr)),
       // Precision counts characters written, also for narrow text.
-      FMT(L"[abc][\u20ACu][ab    ][    ab][0000ab][  x]", L"[%.3s][%.2S][%-6s][%6S][%06s][%3c]", L"abcdef", "\xE2\x82\xACuro", L"ab", "ab", L"ab", L'x'),
+      FMT(L"[abc][\u20ACu][ab    ][    ab][0000ab][  x]", L"[%.3s][%.2S][%-6s][%6S][%06s][%3c]", L"abcdef",
+          "\xE2\x82\xACuro", L"ab", "ab", L"ab", L'x'),
       // A precision stops reading: the text needs no terminator behind it.
       FMT(L"xyz", L"%.3s", unterminated),
       // Ill-formed UTF-8 becomes U+FFFD; so does a lone narrow byte above 0x7F.
@@ -107,13 +113,17 @@ TEST(WidePrintf, WideAndNarrowText) {
 
 TEST(WidePrintf, FloatingPointAsTheWindowsRunTimePrintsIt) {
   expectRows({
-      FMT(L"3.141590|0.12|3|3.|     3.142|3.142     |-00003.142", L"%f|%.2f|%.0f|%#.0f|%10.3f|%-10.3f|%010.3f", 3.14159, 0.125, 3.0, 3.0, 3.14159, 3.14159, -3.14159),
+      FMT(L"3.141590|0.12|3|3.|     3.142|3.142     |-00003.142", L"%f|%.2f|%.0f|%#.0f|%10.3f|%-10.3f|%010.3f",
+          3.14159, 0.125, 3.0, 3.0, 3.14159, 3.14159, -3.14159),
       FMT(L"+2.0| 2.0|-2.0", L"%+.1f|% .1f|%+.1f", 2.0, 2.0, -2.0),
       // The exponent has at least two digits.
-      FMT(L"1.234568e+04|1.234568E+04|5e-300|0.000000e+00|1.000000e+100|-1.25e-04", L"%e|%E|%.0e|%e|%e|%.2e", 12345.678, 12345.678, 5e-300, 0.0, 1e100, -0.000125),
-      FMT(L"0.0001|1e-05|1.23457e+08|1E-10|1.00000|100000|1e+06|3.14", L"%g|%g|%g|%G|%#g|%g|%g|%.3g", 0.0001, 0.00001, 123456789.0, 1e-10, 1.0, 100000.0, 1000000.0, 3.14159),
+      FMT(L"1.234568e+04|1.234568E+04|5e-300|0.000000e+00|1.000000e+100|-1.25e-04", L"%e|%E|%.0e|%e|%e|%.2e",
+          12345.678, 12345.678, 5e-300, 0.0, 1e100, -0.000125),
+      FMT(L"0.0001|1e-05|1.23457e+08|1E-10|1.00000|100000|1e+06|3.14", L"%g|%g|%g|%G|%#g|%g|%g|%.3g", 0.0001, 0.00001,
+          123456789.0, 1e-10, 1.0, 100000.0, 1000000.0, 3.14159),
       // Hexadecimal floating point shows every digit of the double by default.
-      FMT(L"0x1.0000000000000p+0|0X1.0000000000000P+0|0x1.00p+0|0x1.0000000000000p-1|-0x1.0000000000000p+1", L"%a|%A|%.2a|%a|%a", 1.0, 1.0, 1.0, 0.5, -2.0),
+      FMT(L"0x1.0000000000000p+0|0X1.0000000000000P+0|0x1.00p+0|0x1.0000000000000p-1|-0x1.0000000000000p+1",
+          L"%a|%A|%.2a|%a|%a", 1.0, 1.0, 1.0, 0.5, -2.0),
       FMT(L"0x00000001.0p+0|0x0.0000000000000p+0", L"%015.1a|%a", 1.0, 0.0),
       // A Windows long double is a double.
       FMT(L"1.250000|2.500000", L"%Lf|%lf", 1.25L, 2.5),
@@ -127,20 +137,23 @@ TEST(WidePrintf, InfinityAndNaNTexts) {
   const double signaling = fromBits(0x7FF0000000000001ull);
   expectRows({
       FMT(L"inf -inf INF -INF inf inf INF", L"%f %f %F %E %g %a %A", inf, -inf, inf, -inf, inf, inf, inf),
-      FMT(L"nan -nan(ind) -NAN(IND) nan(snan) NAN(SNAN)", L"%f %f %F %e %G", quiet, indefinite, indefinite, signaling, signaling),
-      FMT(L"[+inf][ inf][   inf][inf   ][-00inf][nan]", L"[%+f][% f][%6f][%-6f][%06f][%.2f]", inf, inf, inf, inf, -inf, quiet),
+      FMT(L"nan -nan(ind) -NAN(IND) nan(snan) NAN(SNAN)", L"%f %f %F %e %G", quiet, indefinite, indefinite, signaling,
+          signaling),
+      FMT(L"[+inf][ inf][   inf][inf   ][-00inf][nan]", L"[%+f][% f][%6f][%-6f][%06f][%.2f]", inf, inf, inf, inf,
+          -inf, quiet),
   });
 }
 
 TEST(WidePrintf, LongPrecisionsKeepEveryDigit) {
-  std::wstring text = fmt(L"%.1200f", 1.0);
-  EXPECT_EQ(text, L"1." + std::wstring(1200, L'0'));
-  EXPECT_EQ(fmt(L"%.1105e", 1.5), L"1.5" + std::wstring(1104, L'0') + L"e+00");
-  EXPECT_EQ(fmt(L"%.20a", 1.0), L"0x1." + std::wstring(20, L'0') + L"p+0");
-  EXPECT_EQ(fmt(L"%#.1200g", 0.5), L"0.5" + std::wstring(1199, L'0'));
-  EXPECT_EQ(fmt(L"%.1200g", 0.5), L"0.5");
+  expectRows({
+      FMT(L"1." + std::wstring(1200, L'0'), L"%.1200f", 1.0),
+      FMT(L"1.5" + std::wstring(1104, L'0') + L"e+00", L"%.1105e", 1.5),
+      FMT(L"0x1." + std::wstring(20, L'0') + L"p+0", L"%.20a", 1.0),
+      FMT(L"0.5" + std::wstring(1199, L'0'), L"%#.1200g", 0.5),
+      FMT(L"0.5", L"%.1200g", 0.5),
+  });
   // Every digit of a large double, exactly.
-  text = fmt(L"%.0f", 1e300);
+  const std::wstring text = fmt(L"%.0f", 1e300);
   EXPECT_EQ(text.size(), 301u);
   EXPECT_EQ(text.substr(0, 20), L"10000000000000000525");
   EXPECT_EQ(fmt(L"%.1074f", 4.9406564584124654e-324).substr(1070), L"265625");

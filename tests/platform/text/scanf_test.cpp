@@ -27,16 +27,29 @@ TEST(WideScanf, UnsignedAndHexReadAsTheCommandLineNeedsThem) {
 }
 
 TEST(WideScanf, EndOfInputBeforeTheFirstConversionIsEof) {
-  DWORD a = 0, b = 0;
-  EXPECT_EQ(swscanf_s(L"", L"%u", &a), EOF);
-  EXPECT_EQ(swscanf_s(L"   ", L"%u", &a), EOF);
-  EXPECT_EQ(swscanf_s(L"", L"n:%u", &a), EOF);
-  EXPECT_EQ(swscanf_s(L"5", L"%u %u", &a, &b), 1);
-  EXPECT_EQ(a, 5u);
-  wchar_t word[8];
-  EXPECT_EQ(swscanf_s(L" \t", L"%s", word, 8u), EOF);
-  // A mismatch is no end of input.
-  EXPECT_EQ(swscanf_s(L"x", L"%u", &a), 0);
+  struct Case {
+    const wchar_t* input;
+    const wchar_t* format;
+    int result;
+    DWORD a;
+  };
+  const Case cases[] = {
+      {L"", L"%u", EOF, 0},
+      {L"   ", L"%u", EOF, 0},
+      {L"", L"n:%u", EOF, 0},
+      {L"5", L"%u %u", 1, 5},
+      {L" \t", L"%s", EOF, 0},
+      {L"x", L"%u", 0, 0},  // a mismatch is no end of input
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(::testing::PrintToString(std::wstring(c.format)) + " on " +
+                 ::testing::PrintToString(std::wstring(c.input)));
+    wchar_t word[8];
+    DWORD a = 0, b = 0;
+    const bool text = std::wstring(c.format) == L"%s";
+    EXPECT_EQ(text ? swscanf_s(c.input, c.format, word, 8u) : swscanf_s(c.input, c.format, &a, &b), c.result);
+    EXPECT_EQ(a, c.a);
+  }
 }
 
 TEST(WideScanf, SignedBasesWidthsAndSizes) {
