@@ -1,4 +1,5 @@
 #include <qnlith/files/cTextFile.h>
+#include <qnlith/win32/codepage.h>
 #include <qnlith/win32/errors.h>
 #include <qnlith/win32/files.h>
 #include <qnlith/win32/handles.h>
@@ -110,7 +111,10 @@ bool cTextFile::write(const cString& path, const cString& text) {
     WriteFile(fileHandle, &byteOrderMark, 2, &done, nullptr);
     WriteFile(fileHandle, &zero, 2, &done, nullptr);
   }
-  return WriteFile(fileHandle, this->text, text.length(), &done, nullptr) != 0;
+  // The whole narrow form: a character beyond ASCII takes several bytes.
+  const int bytes = WideCharToMultiByte(GetACP(), 0, text.c_str(), static_cast<int>(text.length()), nullptr, 0,
+                                        nullptr, nullptr);
+  return WriteFile(fileHandle, this->text, static_cast<DWORD>(bytes), &done, nullptr) != 0;
 }
 
 const char* cTextFile::c_str() { return text; }

@@ -18,6 +18,7 @@
 
 #include "desktop/cmdline.h"
 #include "errors/errors.h"
+#include "text/unicode.h"
 #include "sync/handles.h"
 #include "files/paths.h"
 #include "text/unicode.h"
@@ -156,12 +157,7 @@ BOOL refuse(SHELLEXECUTEINFOW* information, DWORD error, int code) {
 
 bool isOpenVerb(LPCWSTR verb) {
   if (verb == nullptr || *verb == L'\0') return true;
-  const std::wstring open = L"open";
-  std::wstring given(verb);
-  if (given.size() != open.size()) return false;
-  for (std::size_t i = 0; i < given.size(); ++i)
-    if (std::towlower(static_cast<wint_t>(given[i])) != static_cast<wint_t>(open[i])) return false;
-  return true;
+  return qn::equalIgnoringCase(verb, L"open");
 }
 
 }  // namespace

@@ -25,6 +25,19 @@ inline BOOL failWithErrno(int error = errno) {
   return FALSE;
 }
 
+// Keeps errno as it was across a helper's own calls of the C library, so
+// that a caller who checks errno after a system call sees that call's value.
+class ErrnoKeeper {
+ public:
+  ErrnoKeeper() : saved(errno) {}
+  ~ErrnoKeeper() { errno = saved; }
+  ErrnoKeeper(const ErrnoKeeper&) = delete;
+  ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
+
+ private:
+  int saved;
+};
+
 inline BOOL failWith(DWORD error) {
   SetLastError(error);
   return FALSE;

@@ -69,6 +69,7 @@ constexpr SystemMessage Messages[] = {
     {ERROR_FILENAME_EXCED_RANGE, L"The file name or path is longer than allowed.\r\n"},
     {ERROR_NO_DATA, L"The pipe is being closed.\r\n"},
     {ERROR_MORE_DATA, L"More data are available than fit.\r\n"},
+    {ERROR_NO_WORK_DONE, L"The call did nothing: its result would have been empty.\r\n"},
     {ERROR_WAIT_TIMEOUT, L"The wait ended because its time ran out.\r\n"},
     {ERROR_NO_MORE_ITEMS, L"There are no more items.\r\n"},
     {ERROR_DIRECTORY, L"The name is not a valid folder name.\r\n"},

@@ -9,10 +9,8 @@
 // case-insensitive volume lists them, "." and ".." first.
 #include <dirent.h>
 #include <fcntl.h>
-#include <locale.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <wctype.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -35,19 +33,6 @@ constexpr wchar_t DosStar = L'<';
 constexpr wchar_t DosQuestionMark = L'>';
 constexpr wchar_t DosDot = L'"';
 
-wchar_t upper(wchar_t c) {
-  if (c < 0x80) return (c >= L'a' && c <= L'z') ? static_cast<wchar_t>(c - 32) : c;
-  static const locale_t unicode = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(nullptr));
-  return unicode != static_cast<locale_t>(nullptr) ? static_cast<wchar_t>(::towupper_l(static_cast<wint_t>(c), unicode))
-                                                   : c;
-}
-
-std::wstring upperCase(std::wstring_view text) {
-  std::wstring out(text);
-  for (auto& c : out) c = upper(c);
-  return out;
-}
-
 std::wstring translatePattern(std::wstring_view pattern) {
   if (pattern == L"*.*") return L"*";
   std::wstring out;
@@ -57,7 +42,7 @@ std::wstring translatePattern(std::wstring_view pattern) {
     if (c == L'?') out += DosQuestionMark;
     else if (c == L'.' && (next == L'?' || next == L'*' || next == L'\0')) out += DosDot;
     else if (c == L'*' && next == L'.') out += DosStar;
-    else out += upper(c);
+    else out += upperCase(c);
   }
   return out;
 }
@@ -146,12 +131,19 @@ bool collect(int directory, std::wstring_view pattern, std::vector<Entry>& out) 
     return false;
   }
   const std::wstring translated = translatePattern(pattern);
-  errno = 0;
-  while (const dirent* d = ::readdir(dir)) {
+  // errno is read right after the readdir that ended the loop, so nothing
+  // the loop's body calls can pass for a read error.
+  int error = 0;
+  for (;;) {
+    errno = 0;
+    const dirent* d = ::readdir(dir);
+    if (d == nullptr) {
+      error = errno;
+      break;
+    }
     std::wstring key = upperCase(utf8ToWide(d->d_name));
     if (matches(translated, key)) out.push_back(Entry{d->d_name, std::move(key)});
   }
-  const int error = errno;
   ::closedir(dir);
   errno = error;
   return error == 0;

@@ -4,6 +4,7 @@
 #include <cwchar>
 #include <string>
 
+#include "errors/errors.h"
 #include "files/time.h"
 
 namespace {
@@ -99,7 +100,14 @@ std::size_t qnWcsftime(wchar_t* destination, std::size_t maxSize, const wchar_t*
   if (destination == nullptr || format == nullptr || time == nullptr || !fieldsInRange(*time))
     return fail(destination, maxSize, EINVAL);
   Writer writer(*time);
-  if (!writer.expand(format)) return fail(destination, maxSize, EINVAL);
+  bool expanded;
+  {
+    // The zone's lookup may leave errno set; callers read errno for the
+    // result of this call only.
+    const qn::ErrnoKeeper keep;
+    expanded = writer.expand(format);
+  }
+  if (!expanded) return fail(destination, maxSize, EINVAL);
   const std::wstring& text = writer.text();
   if (text.size() >= maxSize) return fail(destination, maxSize, ERANGE);
   std::wmemcpy(destination, text.data(), text.size());

@@ -1,27 +1,18 @@
 #include "modules/resource_directory.h"
 
 #include <algorithm>
-#include <cwctype>
 #include <qnlith/win32/errors.h>
+
+#include "text/unicode.h"
 
 namespace qn {
 
 namespace {
 
-int compareText(const std::wstring& a, const std::wstring& b) {
-  const std::size_t n = std::min(a.size(), b.size());
-  for (std::size_t i = 0; i < n; ++i) {
-    const auto x = std::towupper(static_cast<wint_t>(a[i]));
-    const auto y = std::towupper(static_cast<wint_t>(b[i]));
-    if (x != y) return x < y ? -1 : 1;
-  }
-  return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
-}
-
 int compareNames(const ResourceName& a, const ResourceName& b) {
   if (a.isId != b.isId) return a.isId ? 1 : -1;
   if (a.isId) return a.id == b.id ? 0 : (a.id < b.id ? -1 : 1);
-  return compareText(a.text, b.text);
+  return compareIgnoringCase(a.text, b.text);
 }
 
 bool entryLess(const ResourceEntry& a, const ResourceEntry& b) {

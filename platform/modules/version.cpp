@@ -55,12 +55,7 @@ bool readNode(const BYTE* block, std::size_t offset, std::size_t limit, Node& no
   return true;
 }
 
-bool sameKey(const std::wstring& a, const std::wstring& b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i)
-    if (std::towlower(static_cast<wint_t>(a[i])) != std::towlower(static_cast<wint_t>(b[i]))) return false;
-  return true;
-}
+bool sameKey(const std::wstring& a, const std::wstring& b) { return qn::equalIgnoringCase(a, b); }
 
 // What GetFileVersionInfoW appends behind the resource: a mark, the number
 // of string values, pairs of (offset of the value in the resource, offset of

@@ -139,7 +139,14 @@ int WINAPI WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR source, int s
   text.reserve(length);
   bool wellFormed = true;
   bool usedDefault = false;
+  // Wide text is UTF-32 here: a surrogate code unit is ill-formed even in a
+  // pair, which only a lenient conversion joins.
+  const bool strict = page == Page::Utf8 && (flags & WC_ERR_INVALID_CHARS) != 0;
   for (std::size_t i = 0; i < length;) {
+    if (strict && static_cast<char32_t>(wide[i]) >= 0xD800 && static_cast<char32_t>(wide[i]) <= 0xDFFF) {
+      SetLastError(ERROR_NO_UNICODE_TRANSLATION);
+      return 0;
+    }
     const char32_t c = qn::nextWideScalar(wide, i, wellFormed);
     if (page == Page::Utf8) {
       qn::encodeUtf8(c, text);

@@ -1,5 +1,6 @@
 #include "text/message_format.h"
 
+#include <algorithm>
 #include <array>
 #include <vector>
 #include <qnlith/win32/errors.h>
@@ -29,7 +30,9 @@ const std::wstring_view CrLf = L"\r\n";
 const std::wstring_view Cr = L"\r";
 const std::wstring_view Tab = L"\t";
 
-// Splits the pattern into text, the pattern's own line breaks and inserts.
+// Splits the pattern into text, the pattern's own line breaks and inserts,
+// up to its end, a %0, or the first fault, whose error it returns: what
+// comes before a fault is still written.
 DWORD tokenize(std::wstring_view pattern, bool ignoreInserts, std::vector<Token>& tokens,
                std::vector<Insert>& inserts) {
   const std::size_t n = pattern.size();
@@ -52,9 +55,9 @@ DWORD tokenize(std::wstring_view pattern, bool ignoreInserts, std::vector<Token>
       continue;
     }
     flush(i);
-    if (i + 1 >= n) return ERROR_SUCCESS;  // a lone % at the end stands for nothing
+    if (i + 1 >= n) return ERROR_INVALID_PARAMETER;  // a lone % at the end
     const wchar_t d = pattern[i + 1];
-    if (d == L'0') return ERROR_SUCCESS;   // %0 ends the message, without a line break
+    if (d == L'0') return ERROR_SUCCESS;  // %0 ends the message, without a line break
     if (d >= L'1' && d <= L'9') {
       std::size_t j = i + 2;
       int number = d - L'0';
@@ -93,7 +96,9 @@ DWORD tokenize(std::wstring_view pattern, bool ignoreInserts, std::vector<Token>
       case L'n': tokens.push_back({Token::Text, CrLf}); break;
       case L'r': tokens.push_back({Token::Text, Cr}); break;
       case L't': tokens.push_back({Token::Text, Tab}); break;
-      default: tokens.push_back({Token::Text, pattern.substr(i + 1, 1)}); break;  // %% %. %! %space and the rest
+      default:  // %% %. %! %space and the rest: the character, or all of it kept
+        tokens.push_back({Token::Text, pattern.substr(ignoreInserts ? i : i + 1, ignoreInserts ? 2 : 1)});
+        break;
     }
     i += 2;
     run = i;
@@ -147,159 +152,235 @@ FormatArgument fromArrayElement(const Directive& directive, DWORD_PTR raw) {
   return value;
 }
 
-void resolveFromArray(const std::vector<Insert>& inserts, const DWORD_PTR* array,
-                      std::vector<ResolvedInsert>& resolved) {
-  for (const Insert& insert : inserts) {
-    ResolvedInsert r{insert.directive, {}};
-    std::size_t k = static_cast<std::size_t>(insert.number) - 1;
-    if (insert.directive.widthFromArgument) applyWidth(r.directive, static_cast<LONG>(array[k++]));
-    if (insert.directive.precisionFromArgument) applyPrecision(r.directive, static_cast<LONG>(array[k++]));
-    r.value = fromArrayElement(insert.directive, array[k]);
-    resolved.push_back(r);
+// What type a value slot was read with, so that one read twice is read alike.
+enum class SlotKind { Star, Integer64, Integer32, NarrowChar, WideChar, Pointer, Unnamed };
+
+SlotKind kindOf(const Directive& d) {
+  if (d.isInteger()) {
+    const bool is64 = d.size == FormatSize::LongLong || d.size == FormatSize::Pointer;
+    return is64 ? SlotKind::Integer64 : SlotKind::Integer32;
   }
+  if (d.conversion == L'c' || d.conversion == L'C') {
+    return d.takesNarrowText() ? SlotKind::NarrowChar : SlotKind::WideChar;
+  }
+  return SlotKind::Pointer;  // strings and pointers
 }
 
-// Which values a conversion reads, so that an insert used twice is read once
-// and formatted alike.
-bool sameArgumentType(const Directive& a, const Directive& b) {
-  auto kind = [](const Directive& s) {
-    if (s.isInteger()) return s.size == FormatSize::LongLong || s.size == FormatSize::Pointer ? 1 : 2;
-    if (s.conversion == L'c' || s.conversion == L'C') return s.takesNarrowText() ? 3 : 4;
-    return 5;  // strings and pointers
-  };
-  return kind(a) == kind(b);
-}
-
-// A va_list is read forward once, insert number by insert number, each value
-// with the type its insert's format names. A * takes its value from the list
-// before the insert's own; as documented for lists, an insert with two *
-// also uses up the next insert number.
-DWORD resolveFromList(const std::vector<Insert>& inserts, va_list* list, std::vector<ResolvedInsert>& resolved) {
-  std::array<int, MaximumInsert + 2> first;
-  first.fill(-1);
-  std::array<bool, MaximumInsert + 2> usedUp{};
-  int highest = 0;
-  for (std::size_t i = 0; i < inserts.size(); ++i) {
-    const int number = inserts[i].number;
-    if (first[number] < 0) first[number] = static_cast<int>(i);
-    if (number > highest) highest = number;
-  }
-  std::array<ResolvedInsert, MaximumInsert + 1> values{};
-  for (int number = 1; number <= highest; ++number) {
-    if (usedUp[number]) continue;
-    if (first[number] < 0) {
-      (void)va_arg(*list, DWORD_PTR);  // a value no insert names: one pointer-sized slot
-      continue;
+// The values of the inserts. An insert's number names the slot of its first
+// value (its * width, if any); on its first use its further values follow
+// that slot, on a later use they are taken afresh, after the last slot read.
+//
+// An array's slot n - 1 belongs to insert n. A va_list is read forward, slot
+// by slot, only as far as the inserts reached so far need: insert numbers
+// take their slots in order, each as many as its first use reads, a number no
+// insert names one pointer-sized slot, and, as documented for lists, an
+// insert with two * also uses up the next insert number.
+class ArgumentReader {
+ public:
+  ArgumentReader(const MessageArguments& arguments, const std::vector<Insert>& inserts)
+      : array_(arguments.array), list_(arguments.list) {
+    if (array_ != nullptr || list_ == nullptr) return;
+    std::array<const Insert*, MaximumInsert + 2> first{};
+    int highest = 0;
+    for (const Insert& insert : inserts) {
+      if (first[insert.number] == nullptr) first[insert.number] = &insert;
+      if (insert.number > highest) highest = insert.number;
     }
-    const Insert& insert = inserts[static_cast<std::size_t>(first[number])];
-    ResolvedInsert& r = values[number];
+    for (int number = 1; number <= highest; ++number) {
+      if (usedUp_[number]) continue;
+      slotOf_[number] = plan_.size();
+      const Insert* insert = first[number];
+      if (insert == nullptr) {
+        plan_.push_back({SlotKind::Unnamed, nullptr});
+        continue;
+      }
+      for (int star = 0; star < insert->stars; ++star) plan_.push_back({SlotKind::Star, nullptr});
+      plan_.push_back({kindOf(insert->directive), &insert->directive});
+      if (insert->stars == 2 && number < MaximumInsert) usedUp_[number + 1] = true;
+    }
+  }
+
+  // Settles one use of an insert.
+  DWORD read(const Insert& insert, ResolvedInsert& r) {
+    if (array_ == nullptr && list_ == nullptr) return ERROR_INVALID_PARAMETER;
+    if (array_ == nullptr && usedUp_[insert.number]) return ERROR_INVALID_PARAMETER;
+    const bool firstUse = !used_[insert.number];
+    used_[insert.number] = true;
+    std::size_t slot = array_ != nullptr ? static_cast<std::size_t>(insert.number) - 1 : slotOf_[insert.number];
+    auto next = [&](bool isFirst) {
+      if (isFirst) return slot;
+      return firstUse ? ++slot : (slot = highest_ + 1);
+    };
     r.directive = insert.directive;
-    if (insert.directive.widthFromArgument) applyWidth(r.directive, va_arg(*list, int));
-    if (insert.directive.precisionFromArgument) applyPrecision(r.directive, va_arg(*list, int));
-    r.value = readFormatArgument(insert.directive, list);
-    for (int extra = 1; extra < insert.stars && number + extra <= MaximumInsert; ++extra) usedUp[number + extra] = true;
-  }
-  for (const Insert& insert : inserts) {
-    const ResolvedInsert& read = values[insert.number];
-    const Insert& firstUse = inserts[static_cast<std::size_t>(first[insert.number])];
-    if (usedUp[insert.number] || insert.directive.widthFromArgument != firstUse.directive.widthFromArgument ||
-        insert.directive.precisionFromArgument != firstUse.directive.precisionFromArgument ||
-        !sameArgumentType(insert.directive, firstUse.directive))
-      return ERROR_INVALID_PARAMETER;
-    ResolvedInsert r{insert.directive, read.value};
+    bool isFirst = true;
+    long long star = 0;
     if (insert.directive.widthFromArgument) {
-      r.directive.width = read.directive.width;
-      r.directive.leftAlign = insert.directive.leftAlign || read.directive.leftAlign;
+      if (!readStar(next(isFirst), star)) return ERROR_INVALID_PARAMETER;
+      applyWidth(r.directive, star);
+      isFirst = false;
     }
-    if (insert.directive.precisionFromArgument) r.directive.precision = read.directive.precision;
-    resolved.push_back(r);
+    if (insert.directive.precisionFromArgument) {
+      if (!readStar(next(isFirst), star)) return ERROR_INVALID_PARAMETER;
+      applyPrecision(r.directive, star);
+      isFirst = false;
+    }
+    if (!readValue(next(isFirst), insert.directive, r.value)) return ERROR_INVALID_PARAMETER;
+    return ERROR_SUCCESS;
   }
-  return ERROR_SUCCESS;
-}
 
-bool isBlank(wchar_t c) { return c == L' ' || c == L'\t'; }
+ private:
+  struct Planned {
+    SlotKind kind;
+    const Directive* directive;
+  };
+  struct Slot {
+    SlotKind kind;
+    FormatArgument value;
+  };
 
-// Breaks lines at white space so that none is longer than `width`, unless a
-// single word is. Existing CR LF pairs stay and start a new line.
-std::wstring wrapLines(const std::wstring& text, std::size_t width) {
-  std::wstring result;
-  result.reserve(text.size() + text.size() / width * 2 + 2);
-  const std::size_t n = text.size();
-  std::size_t line = 0;
-  std::size_t i = 0;
-  auto atBreak = [&](std::size_t k) { return text[k] == L'\r' && k + 1 < n && text[k + 1] == L'\n'; };
-  while (i < n) {
-    if (atBreak(i)) {
-      result += CrLf;
-      line = 0;
-      i += 2;
-      continue;
-    }
-    const std::size_t blanks = i;
-    while (i < n && isBlank(text[i])) ++i;
-    const std::size_t word = i;
-    while (i < n && !isBlank(text[i]) && !atBreak(i)) ++i;
-    const std::size_t blankCount = word - blanks;
-    const std::size_t wordLength = i - word;
-    if (wordLength > 0 && line > 0 && line + blankCount + wordLength > width) {
-      result += CrLf;
-      line = 0;
-    } else {
-      result.append(text, blanks, blankCount);
-      line += blankCount;
-    }
-    result.append(text, word, wordLength);
-    line += wordLength;
+  void noteRead(std::size_t slot) {
+    if (!anyRead_ || slot > highest_) highest_ = slot;
+    anyRead_ = true;
   }
-  return result;
-}
+
+  bool readStar(std::size_t slot, long long& value) {
+    noteRead(slot);
+    if (array_ != nullptr) {
+      value = static_cast<LONG>(array_[slot]);
+      return true;
+    }
+    const Slot* read = listSlot(slot, SlotKind::Star, nullptr);
+    if (read == nullptr) return false;
+    value = static_cast<std::int32_t>(read->value.integer);
+    return true;
+  }
+
+  bool readValue(std::size_t slot, const Directive& directive, FormatArgument& value) {
+    noteRead(slot);
+    if (array_ != nullptr) {
+      value = fromArrayElement(directive, array_[slot]);
+      return true;
+    }
+    const Slot* read = listSlot(slot, kindOf(directive), &directive);
+    if (read == nullptr) return false;
+    value = read->value;
+    return true;
+  }
+
+  // Reads the list forward up to `slot`; null when that slot was read, or is
+  // planned, as another type.
+  const Slot* listSlot(std::size_t slot, SlotKind kind, const Directive* directive) {
+    while (slots_.size() <= slot) {
+      const std::size_t at = slots_.size();
+      const Planned planned = at < plan_.size() ? plan_[at] : Planned{kind, directive};
+      Slot read{planned.kind, {}};
+      if (planned.kind == SlotKind::Star) read.value.integer = static_cast<std::uint32_t>(va_arg(*list_, int));
+      else if (planned.kind == SlotKind::Unnamed) read.value.integer = va_arg(*list_, DWORD_PTR);
+      else read.value = readFormatArgument(*planned.directive, list_);
+      slots_.push_back(read);
+    }
+    return slots_[slot].kind == kind ? &slots_[slot] : nullptr;
+  }
+
+  const DWORD_PTR* array_;
+  va_list* list_;
+  std::vector<Planned> plan_;
+  std::vector<Slot> slots_;
+  std::array<std::size_t, MaximumInsert + 2> slotOf_{};
+  std::array<bool, MaximumInsert + 2> usedUp_{};
+  std::array<bool, MaximumInsert + 2> used_{};
+  std::size_t highest_ = 0;
+  bool anyRead_ = false;
+};
+
+// The message as it is written, wrapped to a line width as it goes.
+//
+// With a width, a line may not reach it: when the W-th character of a line
+// is written, the line breaks after its last blank, and the run of blanks
+// there is dropped; a line without a blank is cut after W characters. A CR
+// or LF starts a new line; a tab is no blank.
+class MessageOutput {
+ public:
+  MessageOutput(std::wstring& out, std::size_t capacity, std::size_t width)
+      : out_(out), capacity_(capacity), width_(width) {}
+
+  // False once the message fills the capacity.
+  bool put(wchar_t c) {
+    out_ += c;
+    if (c == L'\r' || c == L'\n') lineStart_ = out_.size();
+    else if (width_ != 0 && out_.size() - lineStart_ == width_) wrapLine();
+    return out_.size() < capacity_;
+  }
+
+  bool put(std::wstring_view text) {
+    for (wchar_t c : text)
+      if (!put(c)) return false;
+    return true;
+  }
+
+  std::size_t room() const { return capacity_ > out_.size() ? capacity_ - out_.size() : 0; }
+
+ private:
+  void wrapLine() {
+    const std::size_t blank = out_.rfind(L' ');
+    if (blank == std::wstring::npos || blank < lineStart_) {
+      out_ += CrLf;
+      lineStart_ = out_.size();
+      return;
+    }
+    std::size_t runStart = blank;
+    while (runStart > lineStart_ && out_[runStart - 1] == L' ') --runStart;
+    const std::wstring rest = out_.substr(blank + 1);
+    out_.resize(runStart);
+    out_ += CrLf;
+    lineStart_ = out_.size();
+    out_ += rest;
+  }
+
+  std::wstring& out_;
+  std::size_t capacity_;
+  std::size_t width_;
+  std::size_t lineStart_ = 0;
+};
 
 }  // namespace
 
 DWORD expandMessage(std::wstring_view pattern, const MessageArguments& arguments, bool ignoreInserts,
-                    unsigned lineWidth, std::wstring& out) {
+                    unsigned lineWidth, std::size_t capacity, std::wstring& out) {
   out.clear();
   const std::size_t terminator = pattern.find(L'\0');
   if (terminator != std::wstring_view::npos) pattern = pattern.substr(0, terminator);
 
   std::vector<Token> tokens;
   std::vector<Insert> inserts;
-  if (const DWORD error = tokenize(pattern, ignoreInserts, tokens, inserts); error != ERROR_SUCCESS) return error;
-
-  std::vector<ResolvedInsert> resolved;
-  if (!inserts.empty()) {
-    if (arguments.array != nullptr) resolveFromArray(inserts, arguments.array, resolved);
-    else if (arguments.list != nullptr) {
-      if (const DWORD error = resolveFromList(inserts, arguments.list, resolved); error != ERROR_SUCCESS) return error;
-    } else {
-      return ERROR_INVALID_PARAMETER;
-    }
-  }
+  const DWORD patternError = tokenize(pattern, ignoreInserts, tokens, inserts);
 
   lineWidth &= FORMAT_MESSAGE_MAX_WIDTH_MASK;
   const std::wstring_view lineBreak = lineWidth == 0 ? CrLf : std::wstring_view(L" ");
+  MessageOutput output(out, capacity, lineWidth == FORMAT_MESSAGE_MAX_WIDTH_MASK ? 0 : lineWidth);
+  ArgumentReader reader(arguments, inserts);
+  std::wstring formatted;
   for (const Token& token : tokens) {
     std::wstring_view text = token.text;
+    std::size_t measuredLength = 0;
     if (token.kind == Token::LineBreak) text = lineBreak;
     if (token.kind == Token::InsertRef) {
-      const ResolvedInsert& insert = resolved[token.insert];
+      ResolvedInsert insert;
+      if (const DWORD error = reader.read(inserts[token.insert], insert); error != ERROR_SUCCESS) return error;
       FormatSink measure(nullptr, 0);
       formatArgument(insert.directive, insert.value, measure);
-      if (measure.length() > MessageLengthLimit - out.size()) return ERROR_MORE_DATA;
-      const std::size_t at = out.size();
-      out.resize(at + measure.length());
-      FormatSink sink(out.data() + at, measure.length());
+      measuredLength = measure.length();
+      // Only what can still fit is formatted; wrapping drops at most a few
+      // blanks a line, hence the margin.
+      const std::size_t margin = 2 * (FORMAT_MESSAGE_MAX_WIDTH_MASK + 1);
+      formatted.resize(std::min(measure.length(), output.room() + margin));
+      FormatSink sink(formatted.data(), formatted.size());
       formatArgument(insert.directive, insert.value, sink);
-      continue;
+      text = formatted;
     }
-    if (text.size() > MessageLengthLimit - out.size()) return ERROR_MORE_DATA;
-    out += text;
+    if (!output.put(text) || text.size() < measuredLength) return ERROR_INSUFFICIENT_BUFFER;
   }
-  if (lineWidth != 0 && lineWidth != FORMAT_MESSAGE_MAX_WIDTH_MASK) {
-    out = wrapLines(out, lineWidth);
-    if (out.size() > MessageLengthLimit) return ERROR_MORE_DATA;
-  }
-  return ERROR_SUCCESS;
+  return patternError;
 }
 
 }  // namespace qn

@@ -20,17 +20,21 @@ struct MessageArguments {
   va_list* list = nullptr;
 };
 
-// The longest message: 64K characters with the terminator.
-constexpr std::size_t MessageLengthLimit = 65535;
+// The longest message, terminator included: far beyond what Windows
+// formats in practice, and a bound on what one call may allocate.
+constexpr std::size_t MessageLengthLimit = 16 * 1024 * 1024 - 1;
 
-// Expands `pattern` into `out`. `lineWidth` is the low byte of
-// FormatMessageW's flags: 0 keeps the pattern's line breaks (each as CR LF),
-// 0xFF turns them into blanks, any other value also wraps lines at white
-// space to at most that many characters. With `ignoreInserts` an insert
-// stays as it is written. Returns ERROR_SUCCESS, ERROR_INVALID_PARAMETER
-// (inserts without arguments, a malformed or floating-point insert format)
-// or ERROR_MORE_DATA (a result beyond MessageLengthLimit).
+// Expands `pattern` into `out`, reading arguments only as their inserts are
+// reached, as FormatMessageW writes into the caller's buffer as it goes.
+// `lineWidth` is the low byte of FormatMessageW's flags: 0 keeps the
+// pattern's line breaks (each as CR LF), 0xFF turns them into blanks, any
+// other value also wraps lines (see wrapLine). With `ignoreInserts` every %
+// sequence but %0, %n, %r and %t stays as written. Returns
+// ERROR_SUCCESS; ERROR_INVALID_PARAMETER for a lone % at the end, inserts
+// without arguments, a malformed or floating-point insert format;
+// ERROR_INSUFFICIENT_BUFFER as soon as `out` reaches `capacity` characters.
+// On failure `out` holds what was written before it.
 QN_INTERNAL DWORD expandMessage(std::wstring_view pattern, const MessageArguments& arguments, bool ignoreInserts,
-                                unsigned lineWidth, std::wstring& out);
+                                unsigned lineWidth, std::size_t capacity, std::wstring& out);
 
 }  // namespace qn

@@ -28,8 +28,8 @@ int fail(wchar_t* buffer, std::size_t bufferSize, int error) {
 
 int _vsnwprintf_s(wchar_t* buffer, std::size_t bufferSize, std::size_t count, const wchar_t* format,
                   va_list arguments) {
-  if (buffer == nullptr || format == nullptr || bufferSize == 0 || count == 0)
-    return fail(buffer, bufferSize, EINVAL);
+  // A count of 0 is no fault: an empty text fits, any other is cut to nothing.
+  if (buffer == nullptr || format == nullptr || bufferSize == 0) return fail(buffer, bufferSize, EINVAL);
   const bool truncate = count == _TRUNCATE;
   // With a count below the buffer's room the count bounds the text; else the buffer does.
   const std::size_t limit = !truncate && count < bufferSize ? count : bufferSize - 1;

@@ -27,6 +27,13 @@ struct Conversion {
 // because the input ran out.
 enum class Step { Next, Mismatch, InputEnd, Invalid };
 
+// Whether c can follow % in a conversion: suppression, width, a size or a
+// conversion letter, whether this dialect's subset supports it or not.
+bool startsConversion(wchar_t c) {
+  if (c >= L'0' && c <= L'9') return true;
+  return c != 0 && std::wcschr(L"*hlwztjILFNdiuxXoncCsSeEfFgGaAp[", c) != nullptr;
+}
+
 class Scanner {
  public:
   Scanner(const wchar_t* input, va_list* arguments) : in_(input), start_(input), arguments_(arguments) {}
@@ -56,7 +63,8 @@ int Scanner::run(const wchar_t* f) {
       skipSpace();
       continue;
     }
-    if (*f != L'%' || f[1] == L'%') {
+    // % before a character that starts no conversion matches that character.
+    if (*f != L'%' || f[1] == L'%' || (f[1] != 0 && !startsConversion(f[1]))) {
       if (*f == L'%') {
         ++f;
         skipSpace();

@@ -1,10 +1,25 @@
 #include "text/unicode.h"
 
+#include <locale.h>
+#include <wctype.h>
+
+#include "errors/errors.h"
+
 namespace qn {
 
 namespace {
 
 bool isSurrogate(char32_t c) { return c >= 0xD800 && c <= 0xDFFF; }
+
+// The C library's Unicode case table, set up on first use; glibc's lookup of
+// the locale may leave errno set, which the caller must never see.
+locale_t unicodeLocale() {
+  static const locale_t locale = [] {
+    const ErrnoKeeper keep;
+    return ::newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(nullptr));
+  }();
+  return locale;
+}
 
 }  // namespace
 
@@ -148,6 +163,36 @@ std::string wideToUtf16le(std::wstring_view text) {
     }
   }
   return out;
+}
+
+wchar_t upperCase(wchar_t c) {
+  if (c < 0x80) return (c >= L'a' && c <= L'z') ? static_cast<wchar_t>(c - 0x20) : c;
+  if (static_cast<char32_t>(c) > 0xFFFF) return c;
+  const ErrnoKeeper keep;
+  const locale_t locale = unicodeLocale();
+  if (locale == static_cast<locale_t>(nullptr)) return c;
+  const auto upper = static_cast<wchar_t>(::towupper_l(static_cast<wint_t>(c), locale));
+  return upper < 0x80 || static_cast<char32_t>(upper) > 0xFFFF ? c : upper;
+}
+
+std::wstring upperCase(std::wstring_view text) {
+  std::wstring out(text);
+  for (auto& c : out) c = upperCase(c);
+  return out;
+}
+
+int compareIgnoringCase(std::wstring_view a, std::wstring_view b) {
+  const std::size_t n = a.size() < b.size() ? a.size() : b.size();
+  for (std::size_t i = 0; i < n; ++i) {
+    const auto x = static_cast<char32_t>(upperCase(a[i]));
+    const auto y = static_cast<char32_t>(upperCase(b[i]));
+    if (x != y) return x < y ? -1 : 1;
+  }
+  return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
+}
+
+bool equalIgnoringCase(std::wstring_view a, std::wstring_view b) {
+  return a.size() == b.size() && compareIgnoringCase(a, b) == 0;
 }
 
 }  // namespace qn

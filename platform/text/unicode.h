@@ -39,4 +39,14 @@ QN_INTERNAL std::string wideToUtf16le(std::wstring_view text);
 // reported ill-formed. Advances i by one or two.
 QN_INTERNAL char32_t nextWideScalar(std::wstring_view text, std::size_t& i, bool& wellFormed);
 
+// Case-insensitive comparison as Win32 names compare: each UTF-16 unit by
+// its upper case, so characters beyond the BMP compare as they are, and no
+// other character becomes an ASCII letter (dotless i and long s stay apart
+// from I and S). Neither touches errno nor the thread's last error.
+QN_INTERNAL wchar_t upperCase(wchar_t c);
+QN_INTERNAL std::wstring upperCase(std::wstring_view text);
+// Negative, 0 or positive, ordered by upper-case code point, a prefix first.
+QN_INTERNAL int compareIgnoringCase(std::wstring_view a, std::wstring_view b);
+QN_INTERNAL bool equalIgnoringCase(std::wstring_view a, std::wstring_view b);
+
 }  // namespace qn

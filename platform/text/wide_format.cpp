@@ -83,6 +83,15 @@ bool isConversion(wchar_t c) {
   }
 }
 
+bool isSizePrefix(wchar_t c) {
+  switch (c) {
+    case L'h': case L'l': case L'w': case L'L': case L'z': case L't': case L'j': case L'I':
+      return true;
+    default:
+      return false;
+  }
+}
+
 }  // namespace
 
 std::size_t parseDirective(const wchar_t* text, const wchar_t* end, Directive& directive) {
@@ -117,6 +126,9 @@ std::size_t parseDirective(const wchar_t* text, const wchar_t* end, Directive& d
   bool wPrefix = false;
   auto next = [&](wchar_t c) { return !atEnd(p + 1, end) && p[1] == c; };
   if (atEnd(p, end)) return 0;
+  // F and N, the old far and near sizes, are read and ignored; an F that
+  // ends the directive is the conversion.
+  if ((*p == L'F' || *p == L'N') && !atEnd(p + 1, end) && (isConversion(p[1]) || isSizePrefix(p[1]))) ++p;
   switch (*p) {
     case L'h':
       if (next(L'h')) { directive.size = FormatSize::Char; ++p; } else { directive.size = FormatSize::Short; }

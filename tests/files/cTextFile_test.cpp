@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <qnlith/qnlith.h>
 
+#include <filesystem>
+#include <string>
 #include <vector>
 
 #include "support/scratch.h"
@@ -145,6 +147,33 @@ TEST(cTextFile, WriteGivesTheBytesOfTheText) {
   EXPECT_FALSE(blocked.write(cString(dir.wide("long.txt").c_str()), L"zzz"));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
   EXPECT_EQ(dir.read("long.txt"), "abc3456789");
+}
+
+TEST(cTextFile, WriteGivesTheWholeNarrowForm) {
+  ScratchDirectory dir;
+  struct Row {
+    std::wstring text;
+    std::string bytes;
+  };
+  const Row rows[] = {
+      {L"na\u00EFve caf\u00E9 \U0001F600 end\n", "na\xC3\xAFve caf\xC3\xA9 \xF0\x9F\x98\x80 end\n"},
+      {L"\u4E2D\u6587", "\xE4\xB8\xAD\xE6\x96\x87"},
+      {std::wstring(1000, L'\u00E9'), [] {
+         std::string bytes;
+         for (int i = 0; i < 1000; ++i) bytes += "\xC3\xA9";
+         return bytes;
+       }()},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(::testing::PrintToString(row.text));
+    const cString text(row.text.data(), static_cast<DWORD>(row.text.size()));
+    {
+      cTextFile file;
+      ASSERT_TRUE(file.write(cString(dir.wide("narrow.txt").c_str()), text));
+    }
+    EXPECT_EQ(dir.read("narrow.txt"), row.bytes);
+    std::filesystem::remove(dir.path("narrow.txt"));
+  }
 }
 
 TEST(cTextFile, CopiesHaveTheirOwnTextAndNoHandle) {

@@ -1,7 +1,8 @@
 /// @file
 /// cTextFile: a whole file in memory as bytes, handed out line by line (CR LF
-/// ends a line), and a string written to a file in one step. Bytes become
-/// characters one for one, without a code page.
+/// ends a line), and a string written to a file in one step. Bytes read
+/// become characters one for one, without a code page; text is written in
+/// its narrow form.
 ///
 /// The object keeps the handle of its last read or write open, sharing
 /// nothing, until it is destroyed: meanwhile nobody, not even the object
@@ -29,8 +30,8 @@ class QNLITH_API cTextFile {
   /// The next line without its end. Text behind the last line end comes with
   /// false; a byte 0x80-0xFF becomes the character 0xFF80-0xFFFF.
   bool nextLine(cString& line);
-  /// The text's bytes (one per character) over the start of the file, which
-  /// is created if missing and not cut.
+  /// The text's whole narrow (UTF-8) form, one byte per character of ASCII,
+  /// over the start of the file, which is created if missing and not cut.
   bool write(const cString& path, const cString& text);
 
   /// The bytes last read, owned by the object; null before a read.

@@ -87,6 +87,19 @@ TEST(WideTimeFormat, ZoneNameInEachZone) {
   }
 }
 
+TEST(WideTimeFormat, SuccessLeavesErrnoAlone) {
+  // The zone's file is missing: the C library's lookup behind %Z fails
+  // with ENOENT, which the caller, who reads errno after an empty result,
+  // must never see.
+  TimeZone restore("UTC");
+  ::setenv("TZ", ":Nowhere/Missing", 1);
+  const struct tm t = utc(March14);
+  wchar_t buffer[64];
+  errno = 0;
+  EXPECT_GT(qnWcsftime(buffer, 64, L"%Z", &t), 0u);
+  EXPECT_EQ(errno, 0);
+}
+
 TEST(WideTimeFormat, BufferTooSmallGivesZero) {
   const struct tm t = utc(March14);
   wchar_t buffer[8] = L"garbage";

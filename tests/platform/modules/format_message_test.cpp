@@ -1,8 +1,10 @@
 // FormatMessageW's insert language, its sources, buffers and failures, and
-// the local memory its buffers come from.
+// the local memory its buffers come from. Each table row is one documented
+// answer; a failing row is named by its pattern.
 #include <gtest/gtest.h>
 #include <qnlith/win32.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -10,18 +12,20 @@
 
 namespace {
 
+std::wstring errorText(DWORD error) { return L"<error " + std::to_wstring(error) + L">"; }
+
 // Formats from a string with a va_list into an allocated buffer; returns the
 // text, or "<error N>" with the last error when the call fails.
 std::wstring message(DWORD flags, const wchar_t* pattern, ...) {
   va_list arguments;
   va_start(arguments, pattern);
-  wchar_t* text = nullptr;
+  wchar_t* text = reinterpret_cast<wchar_t*>(1);
   const DWORD n = FormatMessageW(flags | FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ALLOCATE_BUFFER, pattern, 0, 0,
                                  reinterpret_cast<LPWSTR>(&text), 0, &arguments);
   va_end(arguments);
   if (n == 0) {
-    EXPECT_EQ(text, nullptr);
-    return L"<error " + std::to_wstring(GetLastError()) + L">";
+    EXPECT_EQ(text, nullptr) << "no block on failure";
+    return errorText(GetLastError());
   }
   std::wstring result(text);
   EXPECT_EQ(result.size(), n);
@@ -33,79 +37,157 @@ std::wstring fromArray(DWORD flags, const wchar_t* pattern, const DWORD_PTR* arr
   wchar_t buffer[512];
   const DWORD n = FormatMessageW(flags | FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY, pattern, 0, 0,
                                  buffer, 512, reinterpret_cast<va_list*>(const_cast<DWORD_PTR*>(array)));
-  return n == 0 ? L"<error " + std::to_wstring(GetLastError()) + L">" : std::wstring(buffer, n);
+  return n == 0 ? errorText(GetLastError()) : std::wstring(buffer, n);
 }
 
 std::wstring systemText(DWORD code, DWORD flags = 0, DWORD language = 0) {
   wchar_t buffer[512];
   const DWORD n = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | flags, nullptr, code, language, buffer, 512, nullptr);
-  return n == 0 ? L"<error " + std::to_wstring(GetLastError()) + L">" : std::wstring(buffer, n);
+  return n == 0 ? errorText(GetLastError()) : std::wstring(buffer, n);
 }
 
-const std::wstring Error87 = L"<error 87>";
+struct Row {
+  std::wstring pattern;
+  std::wstring got;
+  std::wstring expected;
+};
+
+// A row whose call formats `pattern`, named by it.
+#define MESSAGE(expected, flags, pattern, ...) \
+  Row{pattern, message(flags, pattern __VA_OPT__(, ) __VA_ARGS__), expected}
+
+void expectRows(const std::vector<Row>& rows) {
+  for (const Row& row : rows) EXPECT_EQ(row.got, row.expected) << "pattern " << ::testing::PrintToString(row.pattern);
+}
+
+const std::wstring Error87 = errorText(ERROR_INVALID_PARAMETER);
+const std::wstring NoWorkDone = errorText(ERROR_NO_WORK_DONE);
 
 }  // namespace
 
 TEST(FormatMessage, InsertsFromAVaList) {
-  EXPECT_EQ(message(0, L"%1 %2 %1", L"Bill", L"Bob"), L"Bill Bob Bill");
-  EXPECT_EQ(message(0, L"%1!d! of %2!d! writers agree: Soccer is %3%!", 4, 5, L"Best"),
-            L"4 of 5 writers agree: Soccer is Best!");
-  EXPECT_EQ(message(0, L"%2 before %1", L"one", L"two"), L"two before one");
-  EXPECT_EQ(message(0, L"%1!08X! %2!-5u!| %3!I64u! %4!c! %5!S! %6!p!", 0xBEEF, 42u, 1099511627776ull, L'z', "narrow",
-                    reinterpret_cast<void*>(0xABC)),
-            L"0000BEEF 42   | 1099511627776 z narrow 0000000000000ABC");
-  // Integers are 32 bits unless the format says 64, and the next insert still
-  // reads the right value.
-  EXPECT_EQ(message(0, L"%1!u! %2 %3!I64d!", -1, L"next", -5ll), L"4294967295 next -5");
-  // With a list, an insert with two * uses up the next insert number.
-  EXPECT_EQ(message(0, L"%1!*.*s! %3 %4!*s!", 4, 2, L"Bill", L"Bob", 6, L"Bill"), L"  Bi Bob   Bill");
-  EXPECT_EQ(message(0, L"%10", L"1", L"2", L"3", L"4", L"5", L"6", L"7", L"8", L"9", L"ten"), L"ten");
-  EXPECT_EQ(message(0, L"%100", L"1", L"2", L"3", L"4", L"5", L"6", L"7", L"8", L"9", L"ten"), L"ten0");
+  expectRows({
+      MESSAGE(L"Bill Bob Bill", 0, L"%1 %2 %1", L"Bill", L"Bob"),
+      MESSAGE(L"4 of 5 writers agree: Soccer is Best!", 0, L"%1!d! of %2!d! writers agree: Soccer is %3%!", 4, 5,
+              L"Best"),
+      MESSAGE(L"two before one", 0, L"%2 before %1", L"one", L"two"),
+      MESSAGE(L"0000BEEF 42   | 1099511627776 z narrow 0000000000000ABC", 0,
+              L"%1!08X! %2!-5u!| %3!I64u! %4!c! %5!S! %6!p!", 0xBEEF, 42u, 1099511627776ull, L'z', "narrow",
+              reinterpret_cast<void*>(0xABC)),
+      // Integers are 32 bits unless the format says 64, and the next insert
+      // still reads the right value.
+      MESSAGE(L"4294967295 next -5", 0, L"%1!u! %2 %3!I64d!", -1, L"next", -5ll),
+      // An insert with two * uses up the next insert number.
+      MESSAGE(L"  Bi Bob   Bill", 0, L"%1!*.*s! %3 %4!*s!", 4, 2, L"Bill", L"Bob", 6, L"Bill"),
+      // * width and precision are read afresh at each use of the insert.
+      MESSAGE(L"  001, 0002", 0, L"%1!*.*u!,%1!*.*u!", 5, 3, 1, 4, 2),
+      MESSAGE(L"ten", 0, L"%10", L"1", L"2", L"3", L"4", L"5", L"6", L"7", L"8", L"9", L"ten"),
+      MESSAGE(L"ten0", 0, L"%100", L"1", L"2", L"3", L"4", L"5", L"6", L"7", L"8", L"9", L"ten"),
+  });
 }
 
 TEST(FormatMessage, InsertsFromAnArgumentArray) {
   const DWORD_PTR documented[] = {4, 2, reinterpret_cast<DWORD_PTR>(L"Bill"), reinterpret_cast<DWORD_PTR>(L"Bob"), 6,
                                   reinterpret_cast<DWORD_PTR>(L"Bill")};
-  EXPECT_EQ(fromArray(0, L"%1!*.*s! %4 %5!*s!", documented), L"  Bi Bob   Bill");
   const DWORD_PTR numbers[] = {~static_cast<DWORD_PTR>(0), 0x100000001ull, 0x100000005ull};
-  EXPECT_EQ(fromArray(0, L"%1!d! %2!I64d! %3!u! %3!x!", numbers), L"-1 4294967297 5 5");
-  EXPECT_EQ(fromArray(0, L"%1!-4d!|%2!#x!", numbers), L"-1  |0x1");
+  const DWORD_PTR stars[] = {6, 4, 2, 5, 3, 1};
+  expectRows({
+      {L"%1!*.*s! %4 %5!*s!", fromArray(0, L"%1!*.*s! %4 %5!*s!", documented), L"  Bi Bob   Bill"},
+      {L"%1!d! %2!I64d! %3!u! %3!x!", fromArray(0, L"%1!d! %2!I64d! %3!u! %3!x!", numbers), L"-1 4294967297 5 5"},
+      {L"%1!-4d!|%2!#x!", fromArray(0, L"%1!-4d!|%2!#x!", numbers), L"-1  |0x1"},
+      {L"%1!*.*u!,%1!*.*u!", fromArray(0, L"%1!*.*u!,%1!*.*u!", stars), L"  0002, 00003"},
+  });
 }
 
 TEST(FormatMessage, EscapesAndLineBreaks) {
-  EXPECT_EQ(message(0, L"a%%b%.c%!d%_e%tf%rg%nh% i"), L"a%b.c!d_e\tf\rg\r\nh i");
-  EXPECT_EQ(message(0, L"Continue? %0ignored"), L"Continue? ");
-  EXPECT_EQ(message(0, L"line\r\n%0"), L"line\r\n");
-  EXPECT_EQ(message(0, L"50%"), L"50");
-  // The pattern's own line breaks, in any form, come out as CR LF.
-  EXPECT_EQ(message(0, L"one\ntwo\r\nthree\rfour"), L"one\r\ntwo\r\nthree\r\nfour");
+  expectRows({
+      MESSAGE(L"a%b.c!d_e\tf\rg\r\nh i", 0, L"a%%b%.c%!d%_e%tf%rg%nh% i"),
+      MESSAGE(L"Continue? ", 0, L"Continue? %0ignored"),
+      MESSAGE(L"line\r\n", 0, L"line\r\n%0"),
+      // The pattern's own line breaks, in any form, come out as CR LF.
+      MESSAGE(L"one\r\ntwo\r\nthree\r\nfour", 0, L"one\ntwo\r\nthree\rfour"),
+      // A lone % at the end is invalid.
+      MESSAGE(Error87, 0, L"50%"),
+      MESSAGE(Error87, 0, L"%"),
+  });
+}
+
+TEST(FormatMessage, AnEmptyResultIsNoWorkDone) {
+  expectRows({
+      MESSAGE(NoWorkDone, 0, L""),
+      MESSAGE(NoWorkDone, 0, L"%0test"),
+      MESSAGE(NoWorkDone, 0, L"%1", L""),
+      MESSAGE(NoWorkDone, FORMAT_MESSAGE_IGNORE_INSERTS, L"%0"),
+  });
+  // Into a fixed buffer too.
+  wchar_t buffer[8] = L"old";
+  EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_STRING, L"", 0, 0, buffer, 8, nullptr), 0u);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_WORK_DONE));
+}
+
+TEST(FormatMessage, IgnoreInsertsKeepsEveryPercentSequenceButFour) {
+  expectRows({
+      MESSAGE(L"Insert %1 into %2!s! (%3!d) now\r\n", FORMAT_MESSAGE_IGNORE_INSERTS,
+              L"Insert %1 into %2!s! (%3!d) now%n"),
+      MESSAGE(L"%%% %.%!", FORMAT_MESSAGE_IGNORE_INSERTS, L"%%% %.%!"),
+      MESSAGE(L"%1 %2!d! \r\n %% %. x", FORMAT_MESSAGE_IGNORE_INSERTS, L"%1 %2!d! %n %% %. x%0y"),
+      MESSAGE(L"a\rb\tc", FORMAT_MESSAGE_IGNORE_INSERTS, L"a%rb%tc"),
+  });
 }
 
 TEST(FormatMessage, LineWidth) {
-  // 0xFF: the text's line breaks become blanks; %n stays a line break.
-  EXPECT_EQ(message(FORMAT_MESSAGE_MAX_WIDTH_MASK, L"one\r\ntwo%nthree\r\n"), L"one two\r\nthree ");
-  // Any other width wraps at white space, never inside a word.
-  EXPECT_EQ(message(10, L"The quick brown fox\r\njumps over the lazy dog"),
-            L"The quick\r\nbrown fox\r\njumps over\r\nthe lazy\r\ndog");
-  EXPECT_EQ(message(5, L"abcdefgh ij"), L"abcdefgh\r\nij");
-  EXPECT_EQ(message(10, L"aaaa%nbbbbbbbb cc"), L"aaaa\r\nbbbbbbbb\r\ncc");
-  EXPECT_EQ(message(10, L"%1 and more", L"inserted words wrap too"), L"inserted\r\nwords wrap\r\ntoo and\r\nmore");
+  expectRows({
+      // 0xFF: the text's line breaks become blanks; %n stays a line break.
+      MESSAGE(L"one two\r\nthree ", FORMAT_MESSAGE_MAX_WIDTH_MASK, L"one\r\ntwo%nthree\r\n"),
+      // A line never reaches the width: it breaks after its last blank, the
+      // blanks there dropped; a line without one is cut at the width.
+      MESSAGE(L"short long long\r\nline", 20, L"short long long line"),
+      MESSAGE(L"short\r\nlong line", 10, L"short long line"),
+      MESSAGE(L"short long\r\nwordlongerthanal\r\nine", 16, L"short long    wordlongerthanaline"),
+      MESSAGE(L"short long\r\n  line", 12, L"short long    line"),
+      MESSAGE(L"\r\nshortlong\r\nline", 11, L"   shortlong line"),
+      MESSAGE(L"shortlon\r\n", 8, L"shortlon"),
+      MESSAGE(L"shortlon\r\ngline", 8, L"shortlongline"),
+      MESSAGE(L"short\rlong line", 10, L"short%rlong line"),
+      MESSAGE(L"short\r\nlong\tline", 11, L"short long\tline"),
+      MESSAGE(L"abcde\r\nfghij\r\n klm", 5, L"abcdefghij klm"),
+      // The pattern's line breaks are blanks, %n resets the line, inserts wrap.
+      MESSAGE(L"The quick\r\nbrown fox\r\njumps\r\nover the\r\nlazy dog", 10,
+              L"The quick brown fox\r\njumps over the lazy dog"),
+      MESSAGE(L"abcde\r\nfgh\r\nij", 5, L"abcdefgh ij"),
+      MESSAGE(L"aaaa\r\nbbbbbbbb\r\ncc", 10, L"aaaa%nbbbbbbbb cc"),
+      MESSAGE(L"inserted\r\nwords\r\nwrap too\r\nand more", 10, L"%1 and more", L"inserted words wrap too"),
+  });
 }
 
-TEST(FormatMessage, IgnoreInsertsKeepsThemAsWritten) {
-  wchar_t buffer[64];
-  const DWORD n = FormatMessageW(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_IGNORE_INSERTS,
-                                 L"Insert %1 into %2!s! (%3!d) now%n", 0, 0, buffer, 64, nullptr);
-  EXPECT_EQ(std::wstring(buffer, n), L"Insert %1 into %2!s! (%3!d) now\r\n");
+TEST(FormatMessage, FromStringWinsOverOtherSources) {
+  wchar_t buffer[8] = {};
+  EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_FROM_HMODULE,
+                           L"test", ERROR_ACCESS_DENIED, 0, buffer, 8, nullptr),
+            4u);
+  EXPECT_STREQ(buffer, L"test");
 }
 
 TEST(FormatMessage, FixedBuffersAndAllocation) {
   wchar_t buffer[8] = {};
   EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_STRING, L"abcd", 0, 0, buffer, 5, nullptr), 4u);
   EXPECT_STREQ(buffer, L"abcd");
+  // Too small: what fits, terminated.
+  std::wmemcpy(buffer, L"xxxxxxx", 8);
   SetLastError(0);
-  EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_STRING, L"abcd", 0, 0, buffer, 4, nullptr), 0u);
+  EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_STRING, L"test", 0, 0, buffer, 4, nullptr), 0u);
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+  EXPECT_STREQ(buffer, L"tes");
+  EXPECT_EQ(buffer[4], L'x') << "nothing past the size";
+
+  // A lone % at the end: what came before stands, unterminated; "%" writes nothing.
+  std::wmemcpy(buffer, L"1234567", 8);
+  EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_STRING, L"test%", 0, 0, buffer, 8, nullptr), 0u);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+  EXPECT_STREQ(buffer, L"test567");
+  EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_STRING, L"%", 0, 0, buffer, 8, nullptr), 0u);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+  EXPECT_STREQ(buffer, L"test567");
 
   // The size is the least number of characters to allocate.
   wchar_t* text = nullptr;
@@ -121,40 +203,67 @@ TEST(FormatMessage, FixedBuffersAndAllocation) {
   EXPECT_EQ(LocalFree(text), nullptr);
 }
 
-TEST(FormatMessage, MessagesUpTo64KCharacters) {
-  const std::wstring longest(65535, L'x');
-  EXPECT_EQ(message(0, longest.c_str()).size(), 65535u);
-  EXPECT_EQ(message(0, (longest + L"x").c_str()), L"<error 234>");
-  const std::wstring half(40000, L'y');
-  EXPECT_EQ(message(0, L"%1%2", half.c_str(), half.c_str()), L"<error 234>");
-  EXPECT_EQ(message(0, L"%1!999999999s!", L"wide"), L"<error 234>");
-  // Wrapping turns a blank into a line break, which counts too.
-  EXPECT_EQ(message(1, std::wstring(40000, L'a').append(L" ").append(std::wstring(25533, L'b')).c_str()).size(), 65535u);
-  EXPECT_EQ(message(1, std::wstring(40000, L'a').append(L" ").append(std::wstring(25534, L'b')).c_str()),
-            L"<error 234>");
+namespace {
+
+// Fails on a 1-character buffer, then reads on in the caller's list.
+const wchar_t* nextAfterOverflow(const wchar_t* pattern, ...) {
+  va_list arguments;
+  va_start(arguments, pattern);
+  wchar_t buffer[1];
+  const DWORD n = FormatMessageW(FORMAT_MESSAGE_FROM_STRING, pattern, 0, 0, buffer, 1, &arguments);
+  EXPECT_EQ(n, 0u);
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+  const wchar_t* next = va_arg(arguments, const wchar_t*);
+  va_end(arguments);
+  return next;
+}
+
+}  // namespace
+
+TEST(FormatMessage, ArgumentsAreReadOnlyUpToTheInsertThatOverflows) {
+  EXPECT_STREQ(nextAfterOverflow(L"%1!s! %2!s!", L"first", L"second", L"third"), L"second");
+}
+
+TEST(FormatMessage, LongMessages) {
+  const std::wstring source(66000, L'x');
+  EXPECT_EQ(message(0, source.c_str()), source);
+  const std::wstring million(1000000, L'y');
+  EXPECT_EQ(message(0, L"%1%2", million.c_str(), L"!").size(), 1000001u);
+  EXPECT_EQ(message(0, L"%1!999999999s!", L"wide"), errorText(ERROR_MORE_DATA)) << "beyond what one call allocates";
+  // Width 1: every character of a word is a line of its own.
+  EXPECT_EQ(message(1, L"ab c"), L"a\r\nb\r\n\r\nc\r\n");
 }
 
 TEST(FormatMessage, BadCallsFailCleanly) {
-  // Inserts without arguments, malformed or floating-point insert formats.
   wchar_t buffer[32];
+  // Inserts without arguments, malformed or floating-point insert formats.
   EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_STRING, L"%1", 0, 0, buffer, 32, nullptr), 0u);
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
-  EXPECT_EQ(message(0, L"%1!d", 1), Error87);
-  EXPECT_EQ(message(0, L"%1!q!", 1), Error87);
-  EXPECT_EQ(message(0, L"%1!!", 1), Error87);
-  EXPECT_EQ(message(0, L"%1!f!", 1.5), Error87);
-  EXPECT_EQ(message(0, L"%1!d! %1!s!", 1), Error87);  // one value read as two types
+  expectRows({
+      MESSAGE(Error87, 0, L"%1!d", 1),
+      MESSAGE(Error87, 0, L"%1!q!", 1),
+      MESSAGE(Error87, 0, L"%1!!", 1),
+      MESSAGE(Error87, 0, L"%1!f!", 1.5),
+      MESSAGE(Error87, 0, L"%1!d! %1!s!", 1),  // one value read as two types
+  });
   // Sources.
-  EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_STRING, nullptr, 0, 0, buffer, 32, nullptr), 0u);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
-  EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_FROM_SYSTEM, L"x", 2, 0, buffer, 32, nullptr), 0u);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
-  EXPECT_EQ(FormatMessageW(0, L"x", 0, 0, buffer, 32, nullptr), 0u);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
-  EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_STRING, L"x", 0, 0, nullptr, 32, nullptr), 0u);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
-  EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE, nullptr, 1, 0, buffer, 32, nullptr), 0u);
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_RESOURCE_TYPE_NOT_FOUND));
+  struct Source {
+    DWORD flags;
+    const wchar_t* source;
+    wchar_t* buffer;
+    DWORD error;
+  };
+  const Source sources[] = {
+      {FORMAT_MESSAGE_FROM_STRING, nullptr, buffer, ERROR_INVALID_PARAMETER},
+      {0, L"x", buffer, ERROR_INVALID_PARAMETER},
+      {FORMAT_MESSAGE_FROM_STRING, L"x", nullptr, ERROR_INVALID_PARAMETER},
+      {FORMAT_MESSAGE_FROM_HMODULE, nullptr, buffer, ERROR_RESOURCE_TYPE_NOT_FOUND},
+  };
+  for (const Source& row : sources) {
+    SCOPED_TRACE(row.flags);
+    EXPECT_EQ(FormatMessageW(row.flags, row.source, 1, 0, row.buffer, 32, nullptr), 0u);
+    EXPECT_EQ(GetLastError(), row.error);
+  }
 }
 
 TEST(FormatMessage, SystemTextsForEveryCodeTheLayerProduces) {
@@ -180,17 +289,26 @@ TEST(FormatMessage, SystemTextsForEveryCodeTheLayerProduces) {
 }
 
 TEST(FormatMessage, SystemTextsAsTheLibraryAsksForThem) {
-  EXPECT_EQ(systemText(ERROR_FILE_NOT_FOUND, 0, 0x400), systemText(ERROR_FILE_NOT_FOUND));
-  EXPECT_EQ(systemText(ERROR_FILE_NOT_FOUND, 0, MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US)),
-            systemText(ERROR_FILE_NOT_FOUND));
-  EXPECT_EQ(systemText(ERROR_FILE_NOT_FOUND, 0, 0x0407), L"<error 1815>");
-  EXPECT_EQ(systemText(0x12345), L"<error 317>");
-  EXPECT_NE(systemText(0x80004005u).find(L"\r\n"), std::wstring::npos);  // E_FAIL
-  // Without a width the text ends in a blank instead of a line break.
   const std::wstring full = systemText(ERROR_ACCESS_DENIED);
-  EXPECT_EQ(systemText(ERROR_ACCESS_DENIED, FORMAT_MESSAGE_MAX_WIDTH_MASK), full.substr(0, full.size() - 2) + L" ");
-  // A module has no message table yet, so the search goes on to the system.
-  EXPECT_EQ(systemText(ERROR_ACCESS_DENIED, FORMAT_MESSAGE_FROM_HMODULE), full);
+  struct Case {
+    DWORD code, flags, language;
+    std::wstring expected;
+  };
+  const Case cases[] = {
+      {ERROR_FILE_NOT_FOUND, 0, 0x400, systemText(ERROR_FILE_NOT_FOUND)},
+      {ERROR_FILE_NOT_FOUND, 0, MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US), systemText(ERROR_FILE_NOT_FOUND)},
+      {ERROR_FILE_NOT_FOUND, 0, 0x0407, errorText(ERROR_RESOURCE_LANG_NOT_FOUND)},
+      {0x12345, 0, 0, errorText(ERROR_MR_MID_NOT_FOUND)},
+      // Without a width the text ends in a blank instead of a line break.
+      {ERROR_ACCESS_DENIED, FORMAT_MESSAGE_MAX_WIDTH_MASK, 0, full.substr(0, full.size() - 2) + L" "},
+      // A module has no message table yet, so the search goes on to the system.
+      {ERROR_ACCESS_DENIED, FORMAT_MESSAGE_FROM_HMODULE, 0, full},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.code);
+    EXPECT_EQ(systemText(c.code, c.flags, c.language), c.expected);
+  }
+  EXPECT_NE(systemText(0x80004005u).find(L"\r\n"), std::wstring::npos);  // E_FAIL
   // 0x1300: allocated, from the system, inserts ignored; the text fits 256.
   wchar_t* text = nullptr;
   const DWORD n = FormatMessageW(0x1300, nullptr, ERROR_SHARING_VIOLATION, 0x400, reinterpret_cast<LPWSTR>(&text), 0,

@@ -74,13 +74,36 @@ TEST(CodePage, WideCharToMultiByteSizesBuffersAndDefaults) {
   ASSERT_EQ(MultiByteToWideChar(1252, 0, "\x80\x9F\xFF", 3, back, 4), 3);
   EXPECT_EQ(std::wstring(back, 3), L"\u20AC\u0178\u00FF");
 
-  // Lone surrogates have no UTF-8 form; a pair split over two wchar_t is joined.
-  const wchar_t lone[] = {0xD800, L'x', 0};
-  ASSERT_EQ(WideCharToMultiByte(CP_UTF8, 0, lone, -1, buffer, 16, nullptr, nullptr), 5);
-  EXPECT_STREQ(buffer, "\xEF\xBF\xBDx");
-  EXPECT_EQ(WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, lone, -1, buffer, 16, nullptr, nullptr), 0);
+}
+
+TEST(CodePage, SurrogateCodeUnitsInWideText) {
+  // Wide text is UTF-32: leniently a high-low pair is joined and a lone
+  // surrogate becomes U+FFFD; strictly any surrogate unit fails with 1113.
+  struct Case {
+    std::wstring text;
+    std::string lenient;
+  };
+  const wchar_t high = 0xD83D, low = 0xDE00;
+  const Case cases[] = {
+      {{high, L'x'}, "\xEF\xBF\xBDx"},
+      {{L'x', low}, "x\xEF\xBF\xBD"},
+      {{low, high}, "\xEF\xBF\xBD\xEF\xBF\xBD"},
+      {{high, low}, "\xF0\x9F\x98\x80"},
+      {{L'a', high, low, L'b'}, "a\xF0\x9F\x98\x80" "b"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(::testing::PrintToString(c.text));
+    char buffer[16];
+    const int n = static_cast<int>(c.text.size());
+    ASSERT_EQ(WideCharToMultiByte(CP_UTF8, 0, c.text.data(), n, buffer, 16, nullptr, nullptr),
+              static_cast<int>(c.lenient.size()));
+    EXPECT_EQ(std::string(buffer, c.lenient.size()), c.lenient);
+    SetLastError(0);
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, c.text.data(), n, buffer, 16, nullptr, nullptr), 0);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_UNICODE_TRANSLATION));
+  }
+  // A code point beyond U+10FFFF is ill-formed the same way.
+  const wchar_t beyond[] = {static_cast<wchar_t>(0x110000), 0};
+  EXPECT_EQ(WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, beyond, -1, nullptr, 0, nullptr, nullptr), 0);
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_UNICODE_TRANSLATION));
-  const wchar_t pair[] = {0xD83D, 0xDE00, 0};
-  ASSERT_EQ(WideCharToMultiByte(CP_UTF8, 0, pair, -1, buffer, 16, nullptr, nullptr), 5);
-  EXPECT_STREQ(buffer, "\xF0\x9F\x98\x80");
 }

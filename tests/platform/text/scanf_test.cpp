@@ -27,16 +27,29 @@ TEST(WideScanf, UnsignedAndHexReadAsTheCommandLineNeedsThem) {
 }
 
 TEST(WideScanf, EndOfInputBeforeTheFirstConversionIsEof) {
-  DWORD a = 0, b = 0;
-  EXPECT_EQ(swscanf_s(L"", L"%u", &a), EOF);
-  EXPECT_EQ(swscanf_s(L"   ", L"%u", &a), EOF);
-  EXPECT_EQ(swscanf_s(L"", L"n:%u", &a), EOF);
-  EXPECT_EQ(swscanf_s(L"5", L"%u %u", &a, &b), 1);
-  EXPECT_EQ(a, 5u);
-  wchar_t word[8];
-  EXPECT_EQ(swscanf_s(L" \t", L"%s", word, 8u), EOF);
-  // A mismatch is no end of input.
-  EXPECT_EQ(swscanf_s(L"x", L"%u", &a), 0);
+  struct Case {
+    const wchar_t* input;
+    const wchar_t* format;
+    int result;
+    DWORD a;
+  };
+  const Case cases[] = {
+      {L"", L"%u", EOF, 0},
+      {L"   ", L"%u", EOF, 0},
+      {L"", L"n:%u", EOF, 0},
+      {L"5", L"%u %u", 1, 5},
+      {L" \t", L"%s", EOF, 0},
+      {L"x", L"%u", 0, 0},  // a mismatch is no end of input
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(::testing::PrintToString(std::wstring(c.format)) + " on " +
+                 ::testing::PrintToString(std::wstring(c.input)));
+    wchar_t word[8];
+    DWORD a = 0, b = 0;
+    const bool text = std::wstring(c.format) == L"%s";
+    EXPECT_EQ(text ? swscanf_s(c.input, c.format, word, 8u) : swscanf_s(c.input, c.format, &a, &b), c.result);
+    EXPECT_EQ(a, c.a);
+  }
 }
 
 TEST(WideScanf, SignedBasesWidthsAndSizes) {
@@ -106,21 +119,34 @@ TEST(WideScanf, CharactersTakeTheirWidthWithoutTerminator) {
 }
 
 TEST(WideScanf, LiteralsWhiteSpaceSuppressionAndCounts) {
-  DWORD a = 0, b = 0;
-  EXPECT_EQ(swscanf_s(L"n:12", L"n:%u", &a), 1);
-  EXPECT_EQ(a, 12u);
-  EXPECT_EQ(swscanf_s(L"x:12", L"n:%u", &a), 0);
-  int v = 0;
-  EXPECT_EQ(swscanf_s(L"a  =\t5", L"a = %d", &v), 1);
-  EXPECT_EQ(v, 5);
-  EXPECT_EQ(swscanf_s(L"1;2", L"%u,%u", &a, &b), 1);
-  EXPECT_EQ(swscanf_s(L"% 9", L"%%%u", &a), 1);
-  EXPECT_EQ(a, 9u);
-  EXPECT_EQ(swscanf_s(L"1 2", L"%*u %u", &a), 1);
-  EXPECT_EQ(a, 2u);
-  int consumed = 0;
-  EXPECT_EQ(swscanf_s(L"123abc", L"%u%n", &a, &consumed), 1);
-  EXPECT_EQ(consumed, 3);
+  // Every row scans into two DWORDs, a and b, preset to 0.
+  struct Case {
+    const wchar_t* input;
+    const wchar_t* format;
+    int result;
+    DWORD a, b;
+  };
+  const Case cases[] = {
+      {L"n:12", L"n:%u", 1, 12, 0},
+      {L"x:12", L"n:%u", 0, 0, 0},
+      {L"a  =\t5", L"a = %d", 1, 5, 0},
+      {L"1;2", L"%u,%u", 1, 1, 0},
+      {L"% 9", L"%%%u", 1, 9, 0},
+      {L"1 2", L"%*u %u", 1, 2, 0},
+      {L"123abc", L"%u%n", 1, 123, 3},
+      // % before a character that starts no conversion matches that character.
+      {L"\"%12@", L"%\"%%%d%@", 1, 12, 0},
+      {L"q7", L"%q%u", 1, 7, 0},
+      {L"abc", L"%q", 0, 0, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(::testing::PrintToString(std::wstring(c.format)) + " on " +
+                 ::testing::PrintToString(std::wstring(c.input)));
+    DWORD a = 0, b = 0;
+    EXPECT_EQ(swscanf_s(c.input, c.format, &a, &b), c.result);
+    EXPECT_EQ(a, c.a);
+    EXPECT_EQ(b, c.b);
+  }
 }
 
 TEST(WideScanf, BadArgumentsAndUnsupportedConversions) {
@@ -131,7 +157,7 @@ TEST(WideScanf, BadArgumentsAndUnsupportedConversions) {
   errno = 0;
   EXPECT_EQ(swscanf_s(L"1", nullptr), EOF);
   EXPECT_EQ(errno, EINVAL);
-  for (const wchar_t* format : {L"%f", L"%[a-z]", L"%q", L"%", L"%I64s"}) {
+  for (const wchar_t* format : {L"%f", L"%[a-z]", L"%", L"%I64s"}) {
     errno = 0;
     EXPECT_EQ(swscanf_s(L"abc", format, &a, 4u), EOF) << format;
     EXPECT_EQ(errno, EINVAL) << format;
