@@ -3,8 +3,18 @@
 
 #include <qnlith/win32/types.h>
 
+#define DUPLICATE_CLOSE_SOURCE 0x00000001u
+#define DUPLICATE_SAME_ACCESS 0x00000002u
+
 extern "C" {
 // Closes a handle of any kernel object. A closed or unknown handle fails
-// with ERROR_INVALID_HANDLE.
+// with ERROR_INVALID_HANDLE; a pseudo handle closes with no effect.
 WINBASEAPI BOOL WINAPI CloseHandle(HANDLE handle);
+// A second handle to the object of `source`, within the calling process
+// (both process handles name it). A pseudo handle becomes a real handle
+// that other threads can use: GetCurrentThread's names the calling thread
+// for good. DUPLICATE_CLOSE_SOURCE closes the source, even when the call
+// fails.
+WINBASEAPI BOOL WINAPI DuplicateHandle(HANDLE sourceProcess, HANDLE source, HANDLE targetProcess, LPHANDLE target,
+                                       DWORD desiredAccess, BOOL inheritHandle, DWORD options);
 }

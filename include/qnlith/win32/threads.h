@@ -37,6 +37,14 @@ WINBASEAPI HANDLE WINAPI CreateThread(LPSECURITY_ATTRIBUTES attributes, SIZE_T s
 [[noreturn]] WINBASEAPI void WINAPI ExitThread(DWORD exitCode);
 // A pseudo handle, (HANDLE)-2, that means the calling thread wherever it is used.
 WINBASEAPI HANDLE WINAPI GetCurrentThread();
+// A pseudo handle, (HANDLE)-1, that means the calling process wherever a
+// process handle is taken (waits on it time out while the process runs).
+WINBASEAPI HANDLE WINAPI GetCurrentProcess();
+WINBASEAPI DWORD WINAPI GetCurrentProcessId();
+// STILL_ACTIVE while the process runs, then its exit code (a program ended
+// by a signal reports 128 + the signal's number).
+WINBASEAPI BOOL WINAPI GetExitCodeProcess(HANDLE process, LPDWORD exitCode);
+WINBASEAPI DWORD WINAPI GetProcessId(HANDLE process);
 // STILL_ACTIVE while the thread runs (suspended or not), then its exit code.
 WINBASEAPI BOOL WINAPI GetExitCodeThread(HANDLE thread, LPDWORD exitCode);
 WINBASEAPI DWORD WINAPI GetThreadId(HANDLE thread);
