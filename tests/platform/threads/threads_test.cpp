@@ -102,6 +102,7 @@ TEST(Threads, ExitThreadEndsWithItsCode) {
 }
 
 TEST(Threads, SuspendHoldsARunningThread) {
+  stopSpinning.store(false);
   std::atomic<std::uint64_t> counter{0};
   HANDLE thread = CreateThread(nullptr, 0, spin, &counter, 0, nullptr);
   ASSERT_NE(thread, nullptr);
