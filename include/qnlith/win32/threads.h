@@ -30,10 +30,13 @@ typedef PTHREAD_START_ROUTINE LPTHREAD_START_ROUTINE;
 extern "C" {
 // A new thread running start(parameter); with CREATE_SUSPENDED it waits for
 // ResumeThread before the procedure runs. The handle is waitable and is
-// signalled when the thread has ended. Stack size 0 takes the default.
+// signalled as the last step of the thread's end: after its thread_local
+// destructors, with its mutexes abandoned and its message queue gone.
+// Stack size 0 takes the default.
 WINBASEAPI HANDLE WINAPI CreateThread(LPSECURITY_ATTRIBUTES attributes, SIZE_T stackSize, LPTHREAD_START_ROUTINE start,
                                       LPVOID parameter, DWORD creationFlags, LPDWORD threadId);
-// Ends the calling thread with the code; its handle becomes signalled.
+// Ends the calling thread with the code; its handle becomes signalled once
+// the thread has wholly ended, as after a return.
 [[noreturn]] WINBASEAPI void WINAPI ExitThread(DWORD exitCode);
 // A pseudo handle, (HANDLE)-2, that means the calling thread wherever it is used.
 WINBASEAPI HANDLE WINAPI GetCurrentThread();
