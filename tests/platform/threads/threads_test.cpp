@@ -238,6 +238,7 @@ struct Ending {
   HANDLE self = nullptr;  // the ending thread's handle, for its destructor to look at
   bool useExitThread = false;
   std::atomic<bool> destructorDone{false};
+  std::atomic<bool> keyDestructorDone{false};
   std::atomic<DWORD> codeSeenByDestructor{0};
   std::atomic<DWORD> waitSeenByDestructor{0};
   DWORD threadId = 0;
@@ -257,8 +258,26 @@ struct LastWords {
 };
 thread_local LastWords lastWords;
 
+// Thread-specific data of other code, whose destructor runs after the
+// thread_local ones and may still use the layer.
+pthread_key_t otherKey() {
+  static const pthread_key_t key = [] {
+    pthread_key_t k;
+    pthread_key_create(&k, [](void*) {
+      HANDLE event = CreateEventW(nullptr, FALSE, TRUE, nullptr);
+      WaitForSingleObject(event, INFINITE);
+      CloseHandle(event);
+      Sleep(20);
+      ending->keyDestructorDone = true;
+    });
+    return k;
+  }();
+  return key;
+}
+
 void endWithEverything(DWORD code) {
   (void)&lastWords;  // made on first use: its destructor runs as the thread ends
+  pthread_setspecific(otherKey(), ending);
   EXPECT_EQ(WaitForSingleObject(ending->mutex, 0), WAIT_OBJECT_0);
   MSG msg;
   PeekMessageW(&msg, nullptr, 0, 0, PM_NOREMOVE);  // the thread has a queue
@@ -275,6 +294,7 @@ DWORD WINAPI endingThread(LPVOID) {
 // The thread's end as a waiter sees it once the wait returns.
 void expectWhollyEnded(HANDLE thread, DWORD expectedCode) {
   EXPECT_TRUE(ending->destructorDone) << "thread-local destructors finish before the handle is signalled";
+  EXPECT_TRUE(ending->keyDestructorDone) << "so do the destructors of other thread-specific data";
   EXPECT_EQ(ending->codeSeenByDestructor.load(), STILL_ACTIVE);
   EXPECT_EQ(ending->waitSeenByDestructor.load(), static_cast<DWORD>(WAIT_TIMEOUT));
   DWORD code = 0;
