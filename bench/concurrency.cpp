@@ -91,6 +91,37 @@ void PthreadRecursiveMutexLockUnlock(benchmark::State& state) {
   pthread_mutexattr_destroy(&attributes);
 }
 
+void ResourceLockScope(benchmark::State& state) {
+  cMutexSemaphore mutex;
+  for (auto _ : state) {
+    cResourceLock lock(mutex);
+  }
+}
+
+// Two threads taking one lock in turn as fast as they can; real time per
+// lock and unlock of either thread.
+cMutexSemaphore* sharedMutex = nullptr;
+pthread_mutex_t sharedPthreadMutex = PTHREAD_MUTEX_INITIALIZER;
+
+void MutexSemaphoreContended(benchmark::State& state) {
+  if (state.thread_index() == 0) sharedMutex = new cMutexSemaphore;
+  for (auto _ : state) {
+    sharedMutex->wait(0xFFFFFFFF);
+    sharedMutex->release();
+  }
+  if (state.thread_index() == 0) {
+    delete sharedMutex;
+    sharedMutex = nullptr;
+  }
+}
+
+void PthreadMutexContended(benchmark::State& state) {
+  for (auto _ : state) {
+    pthread_mutex_lock(&sharedPthreadMutex);
+    pthread_mutex_unlock(&sharedPthreadMutex);
+  }
+}
+
 // One round trip: this thread signals the partner and waits for its answer.
 void EventPingPong(benchmark::State& state) {
   cEvent ping, pong;
@@ -138,6 +169,9 @@ BENCHMARK(CriticalSectionContended)->Threads(2)->UseRealTime();
 BENCHMARK(PthreadMutexContended)->Threads(2)->UseRealTime();
 BENCHMARK(MutexSemaphoreWaitRelease);
 BENCHMARK(PthreadRecursiveMutexLockUnlock);
+BENCHMARK(ResourceLockScope);
+BENCHMARK(MutexSemaphoreContended)->Threads(2)->UseRealTime();
+BENCHMARK(PthreadMutexContended)->Threads(2)->UseRealTime();
 BENCHMARK(EventPingPong)->UseRealTime();
 BENCHMARK(BinarySemaphorePingPong)->UseRealTime();
 
@@ -150,5 +184,7 @@ int main(int argc, char** argv) {
                                 {{"CriticalSectionLockUnlock", "PthreadMutexLockUnlock"},
                                  {"CriticalSectionContended/real_time/threads:2", "PthreadMutexContended/real_time/threads:2"},
                                  {"MutexSemaphoreWaitRelease", "PthreadRecursiveMutexLockUnlock"},
+                                 {"ResourceLockScope", "PthreadRecursiveMutexLockUnlock"},
+                                 {"MutexSemaphoreContended/real_time/threads:2", "PthreadMutexContended/real_time/threads:2"},
                                  {"EventPingPong/real_time", "BinarySemaphorePingPong/real_time"}});
 }

@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,23 +19,11 @@
 #include "errors/errors.h"
 #include "text/unicode.h"
 #include "sync/handles.h"
+#include "threads/process.h"
 #include "files/paths.h"
 #include "text/unicode.h"
 
 namespace {
-
-// A process the shell started. It is not our child (it was started through
-// an intermediate process that ended at once), so it never lingers as a
-// zombie; the descriptor follows it for as long as the handle is open.
-class ProcessObject : public qn::KernelObject {
- public:
-  ProcessObject(pid_t pid, int pidfd) : KernelObject(qn::ObjectKind::Process), pid(pid), pidfd(pidfd) {}
-  ~ProcessObject() override {
-    if (pidfd >= 0) close(pidfd);
-  }
-  const pid_t pid;
-  const int pidfd;
-};
 
 bool isUrl(const std::wstring& file) {
   // A scheme of two or more letters and a colon; one letter is a drive.
@@ -76,9 +63,12 @@ std::string locate(const std::string& name, const std::string& directory, struct
   return {};
 }
 
-// Starts the program detached: an intermediate child forks the real one and
-// ends at once, so the program is reparented and reaped by the system. A
-// close-on-exec pipe carries the errno of a failed exec back.
+// Starts the program detached: an intermediate child forks and ends at
+// once, so what it forked is reparented and reaped by the system. Without a
+// process handle that is the program itself. With one, it is a waiter that
+// forks the program, waits for it and writes its wait status on a pipe whose
+// read end the handle keeps. A close-on-exec pipe carries the program's pid,
+// or the errno of a failed fork or exec, back.
 BOOL launch(const std::string& program, const std::vector<std::string>& arguments, const std::string& directory,
             HANDLE* processHandle) {
   std::vector<char*> argv;
@@ -87,20 +77,51 @@ BOOL launch(const std::string& program, const std::vector<std::string>& argument
 
   int status[2];
   if (pipe2(status, O_CLOEXEC) != 0) return qn::failWithErrno();
-  const pid_t intermediate = fork();
-  if (intermediate < 0) {
+  int exitStatus[2] = {-1, -1};
+  if (processHandle != nullptr && pipe2(exitStatus, O_CLOEXEC) != 0) {
     const int error = errno;
     close(status[0]);
     close(status[1]);
     return qn::failWithErrno(error);
   }
+  const pid_t intermediate = fork();
+  if (intermediate < 0) {
+    const int error = errno;
+    for (int fd : {status[0], status[1], exitStatus[0], exitStatus[1]})
+      if (fd >= 0) close(fd);
+    return qn::failWithErrno(error);
+  }
   if (intermediate == 0) {
     close(status[0]);
+    if (exitStatus[0] >= 0) close(exitStatus[0]);
+    const bool watch = exitStatus[1] >= 0;
+    if (watch) {
+      const pid_t waiter = fork();
+      if (waiter != 0) {
+        if (waiter < 0) {
+          const int report[2] = {-1, errno};
+          (void)!write(status[1], report, sizeof report);
+        }
+        _exit(0);
+      }
+      // The waiter outlives a terminal's signals to its group and gets
+      // the status of its child whatever the caller did with SIGCHLD.
+      sigset_t all;
+      sigfillset(&all);
+      sigprocmask(SIG_SETMASK, &all, nullptr);
+      signal(SIGCHLD, SIG_DFL);
+    }
     const pid_t program_pid = fork();
     if (program_pid != 0) {
-      // Tell the caller who runs, then leave; -1 carries fork's failure.
+      // Tell the caller who runs; -1 carries fork's failure.
       const int report[2] = {program_pid, program_pid < 0 ? errno : 0};
       (void)!write(status[1], report, sizeof report);
+      if (!watch || program_pid < 0) _exit(0);
+      close(status[1]);
+      int programStatus = 0;
+      while (waitpid(program_pid, &programStatus, 0) < 0 && errno == EINTR) {
+      }
+      (void)!write(exitStatus[1], &programStatus, sizeof programStatus);
       _exit(0);
     }
     sigset_t none;
@@ -121,6 +142,7 @@ BOOL launch(const std::string& program, const std::vector<std::string>& argument
     _exit(127);
   }
   close(status[1]);
+  if (exitStatus[1] >= 0) close(exitStatus[1]);
   int started[2] = {-1, EIO};
   int failed[2] = {0, 0};
   bool haveStart = false, haveFailure = false;
@@ -140,11 +162,13 @@ BOOL launch(const std::string& program, const std::vector<std::string>& argument
   close(status[0]);
   while (waitpid(intermediate, nullptr, 0) < 0 && errno == EINTR) {
   }
-  if (haveFailure) return qn::failWithErrno(failed[1]);
-  if (!haveStart) return qn::failWithErrno(started[1]);
+  if (haveFailure || !haveStart) {
+    if (exitStatus[0] >= 0) close(exitStatus[0]);
+    return qn::failWithErrno(haveFailure ? failed[1] : started[1]);
+  }
   if (processHandle != nullptr) {
-    const int pidfd = static_cast<int>(syscall(SYS_pidfd_open, started[0], 0));
-    *processHandle = qn::HandleTable::insert(std::make_shared<ProcessObject>(started[0], pidfd));
+    *processHandle = qn::HandleTable::insert(std::make_shared<qn::ProcessObject>(started[0], exitStatus[0]));
+    if (*processHandle == nullptr) return FALSE;
   }
   return TRUE;
 }

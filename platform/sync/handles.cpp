@@ -14,12 +14,14 @@ namespace qn {
 namespace {
 
 // A handle value is (generation << IndexBits | index) << 2: a multiple of 4
-// as on Windows, small for the first use of each slot, and never the same
-// twice, because a slot's generation only grows and a slot whose generation
-// is used up is retired.
-constexpr unsigned IndexBits = 24;
+// as on Windows, small for the first use of each slot, never the same twice
+// (a slot's generation only grows, and a slot whose generations are used up
+// is retired), and always in [4, 0x7FFFFFFC]. In that range no value, nor
+// its low 32 bits sign-extended, is null, a pseudo handle,
+// INVALID_HANDLE_VALUE or a predefined registry root.
+constexpr unsigned IndexBits = HandleValues::IndexBits;
 constexpr std::uint64_t IndexMask = (1u << IndexBits) - 1;
-constexpr std::uint64_t GenerationLimit = std::uint64_t{1} << 36;
+constexpr std::uint64_t GenerationLimit = HandleValues::GenerationLimit;
 constexpr unsigned ChunkBits = 10;
 constexpr std::uint32_t ChunkSize = 1u << ChunkBits;
 constexpr std::uint32_t ChunkCount = 1u << (IndexBits - ChunkBits);
@@ -53,18 +55,15 @@ struct Decoded {
 };
 
 bool decode(HANDLE handle, Decoded& out) {
-  const auto value = reinterpret_cast<std::uintptr_t>(handle);
-  if ((value & 3) != 0) return false;
-  const std::uint64_t generation = (value >> 2) >> IndexBits;
-  if (generation >= GenerationLimit) return false;
-  out.index = static_cast<std::uint32_t>((value >> 2) & IndexMask);
+  std::uint32_t index;
+  std::uint64_t generation;
+  if (!HandleValues::decode(handle, index, generation)) return false;
+  out.index = index;
   out.openTag = (generation << 1) | 1;
-  return out.index != 0;
+  return true;
 }
 
-HANDLE encode(std::uint32_t index, std::uint64_t generation) {
-  return reinterpret_cast<HANDLE>(((generation << IndexBits) | index) << 2);
-}
+HANDLE encode(std::uint32_t index, std::uint64_t generation) { return HandleValues::encode(index, generation); }
 
 Slot* slotAt(std::uint32_t index) {
   Slot* chunk = table().chunks[index >> ChunkBits].load(std::memory_order_acquire);
@@ -74,6 +73,22 @@ Slot* slotAt(std::uint32_t index) {
 // The slot's lock is held for a copy or a move of one shared_ptr.
 void lockSlot(Slot& slot) { lockFutexWord(slot.lock, &slot.lock, 64); }
 void unlockSlot(Slot& slot) { unlockFutexWord(slot.lock, &slot.lock); }
+
+constexpr std::intptr_t CurrentProcess = -1;
+constexpr std::intptr_t CurrentThread = -2;
+
+std::shared_ptr<KernelObject> pseudoObject(HANDLE handle) {
+  switch (reinterpret_cast<std::intptr_t>(handle)) {
+    case CurrentThread: return currentThreadObject();
+    case CurrentProcess: return currentProcessObject();
+    default: return nullptr;
+  }
+}
+
+bool isPseudo(HANDLE handle) {
+  const auto value = reinterpret_cast<std::intptr_t>(handle);
+  return value == CurrentThread || value == CurrentProcess;
+}
 
 bool cacheable(ObjectKind kind) {
   return kind == ObjectKind::Event || kind == ObjectKind::Semaphore || kind == ObjectKind::Mutex;
@@ -129,6 +144,8 @@ std::shared_ptr<KernelObject> HandleTable::get(HANDLE handle) {
     if (slot->tag.load(std::memory_order_relaxed) == d.openTag) object = slot->object;
     unlockSlot(*slot);
     if (object != nullptr) return object;
+  } else if (slot == nullptr && isPseudo(handle)) {
+    return pseudoObject(handle);
   }
   invalid();
   return nullptr;
@@ -138,6 +155,10 @@ KernelObject* HandleTable::borrow(HANDLE handle, std::shared_ptr<KernelObject>& 
   Decoded d;
   Slot* slot = decode(handle, d) ? slotAt(d.index) : nullptr;
   if (slot == nullptr) {
+    if (isPseudo(handle)) {
+      keep = pseudoObject(handle);
+      return keep.get();
+    }
     invalid();
     return nullptr;
   }
@@ -168,6 +189,7 @@ BOOL HandleTable::close(HANDLE handle) {
   Decoded d;
   Slot* slot = decode(handle, d) ? slotAt(d.index) : nullptr;
   if (slot == nullptr) {
+    if (isPseudo(handle)) return TRUE;
     invalid();
     return FALSE;
   }

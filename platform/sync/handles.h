@@ -8,6 +8,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <qnlith/win32/types.h>
 
@@ -36,6 +37,37 @@ class KernelObject {
   std::atomic<std::uint32_t> handles_{0};
 };
 
+// How a slot of the table and its generation make a handle value. Values
+// stay in [4, 0x7FFFFFFC]: positive in 32 bits, so a value survives being
+// kept in a DWORD or LONG and sign-extended back, and it never meets the
+// values that mean something else to a call (null, the pseudo handles -1
+// to -6, INVALID_HANDLE_VALUE, the predefined registry roots 0x80000000 to
+// 0x8000000F, in either sign form).
+struct HandleValues {
+  static constexpr unsigned IndexBits = 18;       // handles open at once: 2^18 - 1
+  static constexpr unsigned GenerationBits = 11;  // uses of one slot before it retires
+  static constexpr std::uint64_t GenerationLimit = std::uint64_t{1} << GenerationBits;
+  static constexpr std::uint32_t IndexLimit = 1u << IndexBits;
+
+  static constexpr std::uintptr_t valueOf(std::uint32_t index, std::uint64_t generation) {
+    return static_cast<std::uintptr_t>(((generation << IndexBits) | index) << 2);
+  }
+  static HANDLE encode(std::uint32_t index, std::uint64_t generation) {
+    return reinterpret_cast<HANDLE>(valueOf(index, generation));
+  }
+  // False for every value the table can't have handed out.
+  static constexpr bool decodeValue(std::uintptr_t value, std::uint32_t& index, std::uint64_t& generation) {
+    if ((value & 3) != 0 || value > valueOf(IndexLimit - 1, GenerationLimit - 1)) return false;
+    index = static_cast<std::uint32_t>((value >> 2) & (IndexLimit - 1));
+    generation = (value >> 2) >> IndexBits;
+    return index != 0;
+  }
+  static bool decode(HANDLE handle, std::uint32_t& index, std::uint64_t& generation) {
+    return decodeValue(reinterpret_cast<std::uintptr_t>(handle), index, generation);
+  }
+};
+static_assert(HandleValues::valueOf(HandleValues::IndexLimit - 1, HandleValues::GenerationLimit - 1) == 0x7FFFFFFC);
+
 class QN_INTERNAL HandleTable {
  public:
   // Stores the object and returns its new handle; null when the table is full
@@ -43,6 +75,8 @@ class QN_INTERNAL HandleTable {
   static HANDLE insert(std::shared_ptr<KernelObject> object);
 
   // The object behind a handle, or null (last error ERROR_INVALID_HANDLE).
+  // The pseudo handles of GetCurrentThread and GetCurrentProcess give the
+  // calling thread's object and the process's.
   // The returned reference keeps the object alive while the caller uses it,
   // even if another thread closes the handle meanwhile.
   static std::shared_ptr<KernelObject> get(HANDLE handle);
@@ -60,7 +94,8 @@ class QN_INTERNAL HandleTable {
     return std::static_pointer_cast<T>(object);
   }
 
-  // Removes the handle; the object goes when its last user lets go.
+  // Removes the handle; the object goes when its last user lets go. A
+  // pseudo handle closes with no effect.
   static BOOL close(HANDLE handle);
 
   // The object behind a handle for the length of one call, without touching
@@ -74,5 +109,9 @@ class QN_INTERNAL HandleTable {
  private:
   static void invalid();
 };
+
+// The objects behind the pseudo handles.
+QN_INTERNAL std::shared_ptr<KernelObject> currentThreadObject();
+QN_INTERNAL std::shared_ptr<KernelObject> currentProcessObject();
 
 }  // namespace qn

@@ -3,6 +3,8 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <climits>
+
 #include <qnlith/win32/sync.h>
 
 namespace qn {
@@ -21,17 +23,40 @@ struct ForkHandler {
   ForkHandler() { pthread_atfork(nullptr, nullptr, forgetIdInChild); }
 } forkHandler;
 
+pthread_key_t endKey();
+
+// Calls of the key's destructor for this thread so far.
+__thread unsigned endRounds __attribute__((tls_model("initial-exec"))) = 0;
+
+// Whether another key of the thread still holds a value: its destructor
+// is still to run, in this round of the thread's end or the next.
+bool otherDestructorsPending() {
+  const pthread_key_t own = endKey();
+  for (pthread_key_t key = 0; key < PTHREAD_KEYS_MAX; ++key)
+    if (key != own && pthread_getspecific(key) != nullptr) return true;
+  return false;
+}
+
 // Runs as the thread ends, after its C++ thread-local destructors (which
-// may still wait or signal): the thread's mutexes are abandoned, its queue
-// goes, and the objects its cache held are let go. Should that bring the
-// state back, the key's destructor runs again for it.
+// may still wait or signal). While other destructors of thread-specific
+// data are still to run (they may use the layer too), the state stays and
+// comes back in the next round; in the last round, or once nothing else is
+// left, the thread's mutexes are abandoned, its queue goes, the objects its
+// cache held are let go and, last of all, its thread object is signalled.
 void threadEnded(void* value) {
   auto* state = static_cast<ThreadState*>(value);
+  if (++endRounds < PTHREAD_DESTRUCTOR_ITERATIONS && otherDestructorsPending()) {
+    pthread_setspecific(endKey(), state);
+    return;
+  }
   const DWORD id = currentThreadId();
   if (state->ownedMutexes != 0) abandonMutexesOf(id);
   if (state->queue != nullptr) dropMessageQueueOf(id);
+  std::shared_ptr<KernelObject> object = std::move(state->threadObject);
+  const DWORD exitCode = state->exitCode;
   if (tls::state == state) tls::state = nullptr;
   delete state;
+  if (object != nullptr) threadObjectEnded(*object, exitCode);
 }
 
 pthread_key_t endKey() {

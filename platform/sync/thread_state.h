@@ -1,9 +1,11 @@
 // What the layer keeps for each thread: its Win32 thread id, the futex word
 // its waits sleep on, a cache of recently used handles, the count of mutexes
-// it owns and its message queue. The state is made on first use and torn
-// down when the thread ends, after its C++ thread-local destructors (that is
-// when its mutexes are abandoned). A process's main thread keeps its state
-// until the process ends.
+// it owns, its message queue and its own thread object. The state is made on
+// first use and torn down as the last step of the thread's end: after its
+// C++ thread-local destructors and the other destructors of thread-specific
+// data, its mutexes are abandoned, its queue goes, and then its thread
+// object is signalled. A process's main thread keeps its state until the
+// process ends.
 #pragma once
 
 #include <atomic>
@@ -35,6 +37,11 @@ struct ThreadState {
   std::uint32_t ownedMutexes = 0;
 
   std::shared_ptr<MessageQueue> queue;
+
+  // The thread's kernel object, once the layer started the thread or
+  // somebody asked for it, and the code it ends with.
+  std::shared_ptr<KernelObject> threadObject;
+  DWORD exitCode = 0;
 };
 
 namespace tls {
@@ -63,5 +70,7 @@ inline ThreadState* existingThreadState() { return tls::state; }
 // records (mutex ownership, message queues).
 void abandonMutexesOf(DWORD threadId);
 void dropMessageQueueOf(DWORD threadId);
+// The thread object's end: its code is set and every wait on it ends.
+void threadObjectEnded(KernelObject& object, DWORD exitCode);
 
 }  // namespace qn

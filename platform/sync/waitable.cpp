@@ -1,6 +1,8 @@
 #include "sync/waitable.h"
 
+#include <poll.h>
 #include <sched.h>
+#include <time.h>
 
 #include <algorithm>
 #include <climits>
@@ -22,6 +24,36 @@ constexpr int WaitPauses = 12;
 constexpr int WaitYields = 4;
 
 constexpr DWORD Pending = 0xFFFFFFFEu;
+
+// A wait on objects that signal through a descriptor beside objects that
+// wake their waiters looks at the descriptors this often.
+constexpr DWORD DescriptorLookMilliseconds = 5;
+
+long long nanosecondsUntil(const timespec& at) {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return (at.tv_sec - now.tv_sec) * 1000000000LL + (at.tv_nsec - now.tv_nsec);
+}
+
+// Sleeps until one descriptor is readable or the deadline passes.
+void pollUntil(const pollfd* descriptors, nfds_t count, const Deadline& deadline) {
+  pollfd ready[MAXIMUM_WAIT_OBJECTS + 1];
+  std::copy(descriptors, descriptors + count, ready);
+  if (deadline.infinite()) {
+    ppoll(ready, count, nullptr, nullptr);
+    return;
+  }
+  const long long left = std::max(0LL, nanosecondsUntil(*deadline.at()));
+  const timespec timeout{static_cast<time_t>(left / 1000000000), static_cast<long>(left % 1000000000)};
+  ppoll(ready, count, &timeout, nullptr);
+}
+
+// The sooner of a deadline and a short slice from now.
+Deadline sliceOf(const Deadline& deadline) {
+  const Deadline slice = Deadline::after(DescriptorLookMilliseconds);
+  if (!deadline.infinite() && nanosecondsUntil(*deadline.at()) < nanosecondsUntil(*slice.at())) return deadline;
+  return slice;
+}
 
 }  // namespace
 
@@ -189,6 +221,12 @@ class Wait {
 
     ThreadState& self = threadState();
     for (DWORD i = 0; i < count_; ++i) blocks_[i].thread = &self;
+    pollfd descriptors[MAXIMUM_WAIT_OBJECTS + 1];
+    nfds_t polled = 0;
+    for (DWORD i = 0; i < count_; ++i) {
+      const int fd = objects_[i]->readyDescriptor();
+      if (fd >= 0) descriptors[polled++] = pollfd{fd, POLLIN, 0};
+    }
     for (;;) {
       // Read before linking: a wake that comes after the look changes it,
       // and the futex then does not sleep.
@@ -199,7 +237,13 @@ class Wait {
         result = WAIT_TIMEOUT;
         break;
       }
-      futexWait(self.wakeups, seen, deadline);
+      if (polled == 0) {
+        futexWait(self.wakeups, seen, deadline);
+      } else if (polled == count_) {
+        pollUntil(descriptors, polled, deadline);
+      } else {
+        futexWait(self.wakeups, seen, sliceOf(deadline));
+      }
     }
     unlinkAll();
     return result;

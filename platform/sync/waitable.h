@@ -78,6 +78,10 @@ class QN_INTERNAL WaitableObject : public KernelObject {
   virtual Take canTake(std::uint64_t w, DWORD tid, std::uint64_t& after) const = 0;
   // Runs on the taking thread right after a take, with the state before it.
   virtual void taken(std::uint64_t before, DWORD tid) {}
+  // For an object that no thread of ours signals (a started program): a
+  // descriptor that becomes readable when the object may be taken, so a
+  // wait sleeps on it rather than on a wake-up; -1 for every other object.
+  virtual int readyDescriptor() const { return -1; }
 
  protected:
 

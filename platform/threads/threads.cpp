@@ -24,7 +24,6 @@ namespace qn {
 
 namespace {
 
-const HANDLE CurrentThreadPseudoHandle = reinterpret_cast<HANDLE>(static_cast<LONG_PTR>(-2));
 
 // The signal that holds a running thread for SuspendThread. Applications
 // mostly take the first real-time signals; this one is near the end.
@@ -42,11 +41,9 @@ void futexWakeAll(std::atomic<std::uint32_t>& word) {
   syscall(SYS_futex, reinterpret_cast<std::uint32_t*>(&word), FUTEX_WAKE_PRIVATE, 0x7FFFFFFF, nullptr, nullptr, 0);
 }
 
-// Raw pointer for the signal handler; the shared one keeps the object alive
-// for as long as the thread runs.
+// The calling thread's object for the signal handler; its thread state
+// keeps the object alive for as long as the thread runs.
 thread_local __attribute__((tls_model("initial-exec"))) ThreadObject* currentObject = nullptr;
-thread_local std::shared_ptr<ThreadObject> currentReference;
-thread_local DWORD exitCodeOnExit = 0;
 
 void holdWhileSuspended(ThreadObject& self) {
   for (std::uint32_t count; (count = self.suspendCount.load(std::memory_order_acquire)) != 0;)
@@ -77,27 +74,25 @@ void installSuspendHandler() {
 
 // The calling thread's object; threads this layer did not start get one on
 // first use, so that the pseudo handle works everywhere.
-std::shared_ptr<ThreadObject> currentThreadObject() {
-  if (currentReference == nullptr) {
+std::shared_ptr<ThreadObject> ownThreadObject() {
+  ThreadState& state = threadState();
+  if (state.threadObject == nullptr) {
     auto self = std::make_shared<ThreadObject>();
     self->thread = pthread_self();
     self->id = currentThreadId();
     self->started = true;
-    currentReference = self;
+    state.threadObject = self;
     currentObject = self.get();
   }
-  return currentReference;
+  return std::static_pointer_cast<ThreadObject>(state.threadObject);
 }
-
-struct EndOfThread {
-  ThreadObject& self;
-  ~EndOfThread() { self.markEnded(exitCodeOnExit); }
-};
 
 void* threadMain(void* argument) {
   std::shared_ptr<ThreadObject> self = std::move(*static_cast<std::shared_ptr<ThreadObject>*>(argument));
   delete static_cast<std::shared_ptr<ThreadObject>*>(argument);
-  currentReference = self;
+  // The thread's state holds its object until the thread has wholly ended,
+  // and signals it then (see thread_state.cpp).
+  threadState().threadObject = self;
   currentObject = self.get();
   {
     std::lock_guard guard(self->lock);
@@ -106,8 +101,8 @@ void* threadMain(void* argument) {
   }
   self->changed.notify_all();
   holdWhileSuspended(*self);
-  EndOfThread end{*self};  // also runs when ExitThread unwinds the thread
-  exitCodeOnExit = self->start(self->parameter);
+  const DWORD code = self->start(self->parameter);
+  threadState().exitCode = code;
   return nullptr;
 }
 
@@ -155,6 +150,12 @@ int priorityForNice(int nice) {
 
 }  // namespace
 
+std::shared_ptr<KernelObject> currentThreadObject() { return ownThreadObject(); }
+
+void threadObjectEnded(KernelObject& object, DWORD exitCode) {
+  if (object.kind() == ObjectKind::Thread) static_cast<ThreadObject&>(object).markEnded(exitCode);
+}
+
 void ThreadObject::markEnded(DWORD code) {
   {
     std::lock_guard guard(lock);
@@ -166,7 +167,6 @@ void ThreadObject::markEnded(DWORD code) {
 }
 
 std::shared_ptr<ThreadObject> threadFromHandle(HANDLE handle) {
-  if (handle == CurrentThreadPseudoHandle) return currentThreadObject();
   return HandleTable::getAs<ThreadObject>(handle, ObjectKind::Thread);
 }
 
@@ -251,15 +251,12 @@ HANDLE WINAPI CreateThread(LPSECURITY_ATTRIBUTES, SIZE_T stackSize, LPTHREAD_STA
 }
 
 void WINAPI ExitThread(DWORD exitCode) {
-  qn::exitCodeOnExit = exitCode;
-  if (qn::currentObject != nullptr && qn::currentObject->start == nullptr) {
-    // A thread this layer did not start: no procedure frame records the code.
-    qn::currentObject->markEnded(exitCode);
-  }
+  // The code is given when the thread has wholly ended, as after a return.
+  qn::threadState().exitCode = exitCode;
   pthread_exit(nullptr);
 }
 
-HANDLE WINAPI GetCurrentThread() { return qn::CurrentThreadPseudoHandle; }
+HANDLE WINAPI GetCurrentThread() { return reinterpret_cast<HANDLE>(static_cast<LONG_PTR>(-2)); }
 
 BOOL WINAPI GetExitCodeThread(HANDLE thread, LPDWORD exitCode) {
   auto object = qn::threadFromHandle(thread);

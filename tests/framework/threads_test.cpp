@@ -58,6 +58,12 @@ TEST(FrameworkThreads, TheApplicationIsTheMainThreadsObject) {
     EXPECT_STREQ(app.m_pszExeName, L"framework_tests");
     EXPECT_STREQ(AfxGetAppName(), L"Test application");
     EXPECT_EQ(app.m_nThreadID, GetCurrentThreadId());
+    // The application keeps the main thread's pseudo handle; it works as a thread handle.
+    EXPECT_EQ(WaitForSingleObject(app.m_hThread, 10), static_cast<DWORD>(WAIT_TIMEOUT));
+    DWORD code = 0;
+    EXPECT_TRUE(GetExitCodeThread(app.m_hThread, &code));
+    EXPECT_EQ(code, STILL_ACTIVE);
+    EXPECT_EQ(GetThreadId(app.m_hThread), GetCurrentThreadId());
 
     BoxRecorder boxes;
     CWnd main;

@@ -47,14 +47,28 @@ typedef PTHREAD_START_ROUTINE LPTHREAD_START_ROUTINE;
 extern "C" {
 /// A new thread running start(parameter); with CREATE_SUSPENDED it waits for
 /// ResumeThread before the procedure runs. The handle is waitable and is
-/// signalled when the thread has ended; close it with CloseHandle. Stack size
-/// 0 takes the default. Null on failure, the id into threadId if not null.
+/// signalled as the last step of the thread's end: after its thread_local
+/// destructors, with its mutexes abandoned and its message queue gone.
+/// Stack size 0 takes the default. Null on failure, the id into threadId if
+/// not null.
 WINBASEAPI HANDLE WINAPI CreateThread(LPSECURITY_ATTRIBUTES attributes, SIZE_T stackSize, LPTHREAD_START_ROUTINE start,
                                       LPVOID parameter, DWORD creationFlags, LPDWORD threadId);
-/// Ends the calling thread with the code; its handle becomes signalled.
+/// Ends the calling thread with the code; its handle becomes signalled once
+/// the thread has wholly ended, as after a return.
 [[noreturn]] WINBASEAPI void WINAPI ExitThread(DWORD exitCode);
 /// A pseudo handle, (HANDLE)-2, that means the calling thread wherever it is used.
 WINBASEAPI HANDLE WINAPI GetCurrentThread();
+/// A pseudo handle, (HANDLE)-1, that means the calling process wherever a
+/// process handle is taken (waits on it time out while the process runs).
+WINBASEAPI HANDLE WINAPI GetCurrentProcess();
+/// The calling process's id, its Linux process id.
+WINBASEAPI DWORD WINAPI GetCurrentProcessId();
+/// STILL_ACTIVE while the process runs, then its exit code (a program ended
+/// by a signal reports 128 + the signal's number); FALSE for a handle that
+/// is no process.
+WINBASEAPI BOOL WINAPI GetExitCodeProcess(HANDLE process, LPDWORD exitCode);
+/// The id of the process the handle stands for; 0 for a handle that is no process.
+WINBASEAPI DWORD WINAPI GetProcessId(HANDLE process);
 /// STILL_ACTIVE while the thread runs (suspended or not), then its exit code;
 /// FALSE for a handle that is no thread.
 WINBASEAPI BOOL WINAPI GetExitCodeThread(HANDLE thread, LPDWORD exitCode);

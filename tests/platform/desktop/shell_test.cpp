@@ -114,3 +114,83 @@ TEST(ShellExecute, DocumentsAndUrlsGoToTheOpener) {
   EXPECT_FALSE(ShellExecuteExW(&info));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_ASSOCIATION));
 }
+
+namespace {
+
+// Starts an executable with SEE_MASK_NOCLOSEPROCESS; its process handle.
+HANDLE startProgram(const std::string& path) {
+  SHELLEXECUTEINFOW info{};
+  info.cbSize = sizeof info;
+  info.fMask = SEE_MASK_NOCLOSEPROCESS;
+  const std::wstring file = wide(path);
+  info.lpFile = file.c_str();
+  EXPECT_TRUE(ShellExecuteExW(&info)) << GetLastError();
+  EXPECT_NE(info.hProcess, nullptr);
+  return info.hProcess;
+}
+
+DWORD exitCodeOf(HANDLE process) {
+  DWORD code = 0;
+  EXPECT_TRUE(GetExitCodeProcess(process, &code));
+  return code;
+}
+
+bool processExists(DWORD pid) { return access(("/proc/" + std::to_string(pid)).c_str(), F_OK) == 0; }
+
+}  // namespace
+
+TEST(ShellExecute, StartedProgramsCanBeWaitedOn) {
+  ScratchDirectory scratch;
+  const std::string seven = scratch.script("seven", "sleep 0.2; exit 7\n");
+  const std::string three = scratch.script("three", "sleep 0.3; exit 3\n");
+  const std::string killed = scratch.script("killed", "kill -TERM $$\n");
+
+  HANDLE process = startProgram(seven);
+  const DWORD pid = GetProcessId(process);
+  EXPECT_GT(pid, 0u);
+  EXPECT_NE(pid, GetCurrentProcessId());
+  EXPECT_EQ(exitCodeOf(process), STILL_ACTIVE);
+  EXPECT_EQ(WaitForSingleObject(process, 0), static_cast<DWORD>(WAIT_TIMEOUT));
+  EXPECT_EQ(WaitForSingleObject(process, INFINITE), WAIT_OBJECT_0);
+  EXPECT_EQ(exitCodeOf(process), 7u);
+  EXPECT_EQ(WaitForSingleObject(process, 0), WAIT_OBJECT_0) << "an ended program stays signalled";
+  EXPECT_EQ(exitCodeOf(process), 7u);
+  EXPECT_FALSE(processExists(pid)) << "reaped by the time the wait ends";
+  EXPECT_TRUE(CloseHandle(process));
+
+  // Several at once, alone and beside objects that threads signal.
+  HANDLE programs[] = {startProgram(seven), startProgram(three)};
+  EXPECT_EQ(WaitForMultipleObjects(2, programs, TRUE, INFINITE), WAIT_OBJECT_0);
+  EXPECT_EQ(exitCodeOf(programs[0]), 7u);
+  EXPECT_EQ(exitCodeOf(programs[1]), 3u);
+  for (HANDLE h : programs) CloseHandle(h);
+
+  HANDLE never = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  HANDLE always = CreateEventW(nullptr, TRUE, TRUE, nullptr);
+  HANDLE mixed[] = {never, startProgram(seven)};
+  EXPECT_EQ(WaitForMultipleObjects(2, mixed, FALSE, INFINITE), WAIT_OBJECT_0 + 1);
+  CloseHandle(mixed[1]);
+  mixed[0] = always;
+  mixed[1] = startProgram(three);
+  EXPECT_EQ(WaitForMultipleObjects(2, mixed, TRUE, 5), static_cast<DWORD>(WAIT_TIMEOUT));
+  EXPECT_EQ(WaitForMultipleObjects(2, mixed, TRUE, INFINITE), WAIT_OBJECT_0);
+  EXPECT_EQ(exitCodeOf(mixed[1]), 3u);
+  CloseHandle(mixed[1]);
+  CloseHandle(never);
+  CloseHandle(always);
+
+  process = startProgram(killed);
+  EXPECT_EQ(WaitForSingleObject(process, INFINITE), WAIT_OBJECT_0);
+  EXPECT_EQ(exitCodeOf(process), 128u + 15u) << "ended by SIGTERM";
+  CloseHandle(process);
+
+  // A handle closed while its program runs leaves nothing behind either.
+  process = startProgram(three);
+  const DWORD running = GetProcessId(process);
+  EXPECT_TRUE(CloseHandle(process));
+  EXPECT_FALSE(GetExitCodeProcess(process, nullptr));
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+  for (int i = 0; i < 400 && processExists(running); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  EXPECT_FALSE(processExists(running));
+  EXPECT_FALSE(hasZombieChild());
+}

@@ -342,7 +342,7 @@ TEST(Waits, ClosedAndWrongHandlesFailWithError6) {
 
   EXPECT_TRUE(CloseHandle(event));
   EXPECT_TRUE(CloseHandle(semaphore));
-  for (HANDLE stale : {event, semaphore, static_cast<HANDLE>(nullptr), INVALID_HANDLE_VALUE}) {
+  for (HANDLE stale : {event, semaphore, static_cast<HANDLE>(nullptr)}) {
     SetLastError(0);
     EXPECT_FALSE(CloseHandle(stale));
     EXPECT_EQ(lastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
@@ -357,6 +357,17 @@ TEST(Waits, ClosedAndWrongHandlesFailWithError6) {
     EXPECT_FALSE(ReleaseMutex(stale));
     EXPECT_EQ(lastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
   }
+
+  // INVALID_HANDLE_VALUE is the process's pseudo handle: a process handle
+  // to waits and closes, no handle at all to the calls of other kinds.
+  EXPECT_TRUE(CloseHandle(INVALID_HANDLE_VALUE));
+  EXPECT_EQ(WaitForSingleObject(INVALID_HANDLE_VALUE, 0), static_cast<DWORD>(WAIT_TIMEOUT));
+  SetLastError(0);
+  EXPECT_FALSE(SetEvent(INVALID_HANDLE_VALUE));
+  EXPECT_EQ(lastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+  EXPECT_FALSE(ReleaseSemaphore(INVALID_HANDLE_VALUE, 1, nullptr));
+  EXPECT_FALSE(ReleaseMutex(INVALID_HANDLE_VALUE));
+  EXPECT_EQ(lastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
 
   // A stale handle never reaches a later object, whoever looked it up last.
   std::set<HANDLE> seen{event, semaphore};

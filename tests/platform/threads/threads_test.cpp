@@ -102,6 +102,7 @@ TEST(Threads, ExitThreadEndsWithItsCode) {
 }
 
 TEST(Threads, SuspendHoldsARunningThread) {
+  stopSpinning.store(false);
   std::atomic<std::uint64_t> counter{0};
   HANDLE thread = CreateThread(nullptr, 0, spin, &counter, 0, nullptr);
   ASSERT_NE(thread, nullptr);
@@ -225,4 +226,193 @@ TEST(Threads, LocalSlots) {
   EXPECT_EQ(TlsGetValue(1088), nullptr);
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
   EXPECT_FALSE(TlsSetValue(5000, &mine));
+}
+
+namespace {
+
+// What a thread leaves behind as it ends, and what its own thread-local
+// destructor saw of its handle while it ran.
+struct Ending {
+  HANDLE mutex = nullptr;
+  HANDLE ready = nullptr;
+  HANDLE self = nullptr;  // the ending thread's handle, for its destructor to look at
+  bool useExitThread = false;
+  std::atomic<bool> destructorDone{false};
+  std::atomic<bool> keyDestructorDone{false};
+  std::atomic<DWORD> codeSeenByDestructor{0};
+  std::atomic<DWORD> waitSeenByDestructor{0};
+  DWORD threadId = 0;
+};
+
+Ending* ending = nullptr;
+
+struct LastWords {
+  ~LastWords() {
+    // Still running: the handle is not signalled and has no code yet.
+    DWORD code = 0;
+    if (ending->self != nullptr && GetExitCodeThread(ending->self, &code)) ending->codeSeenByDestructor = code;
+    if (ending->self != nullptr) ending->waitSeenByDestructor = WaitForSingleObject(ending->self, 0);
+    Sleep(30);  // a waiter that woke too early would see the flag unset
+    ending->destructorDone = true;
+  }
+};
+thread_local LastWords lastWords;
+
+// Thread-specific data of other code, whose destructor runs after the
+// thread_local ones and may still use the layer.
+pthread_key_t otherKey() {
+  static const pthread_key_t key = [] {
+    pthread_key_t k;
+    pthread_key_create(&k, [](void*) {
+      HANDLE event = CreateEventW(nullptr, FALSE, TRUE, nullptr);
+      WaitForSingleObject(event, INFINITE);
+      CloseHandle(event);
+      Sleep(20);
+      ending->keyDestructorDone = true;
+    });
+    return k;
+  }();
+  return key;
+}
+
+void endWithEverything(DWORD code) {
+  (void)&lastWords;  // made on first use: its destructor runs as the thread ends
+  pthread_setspecific(otherKey(), ending);
+  EXPECT_EQ(WaitForSingleObject(ending->mutex, 0), WAIT_OBJECT_0);
+  MSG msg;
+  PeekMessageW(&msg, nullptr, 0, 0, PM_NOREMOVE);  // the thread has a queue
+  ending->threadId = GetCurrentThreadId();
+  SetEvent(ending->ready);
+  if (ending->useExitThread) ExitThread(code);
+}
+
+DWORD WINAPI endingThread(LPVOID) {
+  endWithEverything(41);
+  return 42;
+}
+
+// The thread's end as a waiter sees it once the wait returns.
+void expectWhollyEnded(HANDLE thread, DWORD expectedCode) {
+  EXPECT_TRUE(ending->destructorDone) << "thread-local destructors finish before the handle is signalled";
+  EXPECT_TRUE(ending->keyDestructorDone) << "so do the destructors of other thread-specific data";
+  EXPECT_EQ(ending->codeSeenByDestructor.load(), STILL_ACTIVE);
+  EXPECT_EQ(ending->waitSeenByDestructor.load(), static_cast<DWORD>(WAIT_TIMEOUT));
+  DWORD code = 0;
+  EXPECT_TRUE(GetExitCodeThread(thread, &code));
+  EXPECT_EQ(code, expectedCode);
+  EXPECT_EQ(WaitForSingleObject(ending->mutex, 0), static_cast<DWORD>(WAIT_ABANDONED)) << "abandoned by then";
+  EXPECT_TRUE(ReleaseMutex(ending->mutex));
+  SetLastError(0);
+  EXPECT_FALSE(PostThreadMessageW(ending->threadId, WM_USER, 0, 0)) << "its queue is gone";
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_THREAD_ID));
+}
+
+}  // namespace
+
+TEST(Threads, HandleIsSignalledAsTheLastStepOfTheEnd) {
+  struct Case {
+    const char* how;
+    bool useExitThread;
+    DWORD code;
+  };
+  const Case cases[] = {{"return", false, 42}, {"ExitThread", true, 41}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.how);
+    Ending state;
+    ending = &state;
+    state.mutex = CreateMutexW(nullptr, FALSE, nullptr);
+    state.ready = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    state.useExitThread = c.useExitThread;
+    HANDLE thread = CreateThread(nullptr, 0, endingThread, nullptr, CREATE_SUSPENDED, nullptr);
+    ASSERT_NE(thread, nullptr);
+    state.self = thread;
+    ResumeThread(thread);
+    ASSERT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
+    expectWhollyEnded(thread, c.code);
+    CloseHandle(thread);
+    CloseHandle(state.mutex);
+    CloseHandle(state.ready);
+  }
+}
+
+TEST(Threads, ThreadsTheLayerDidNotStartEndTheSameWay) {
+  for (bool useExitThread : {false, true}) {
+    SCOPED_TRACE(useExitThread ? "ExitThread" : "return");
+    Ending state;
+    ending = &state;
+    state.mutex = CreateMutexW(nullptr, FALSE, nullptr);
+    state.ready = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    state.useExitThread = useExitThread;
+    HANDLE handed = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    HANDLE thread = nullptr;
+    std::thread adopted([&] {
+      // Its own handle, real and usable by others, from the pseudo handle.
+      EXPECT_TRUE(DuplicateHandle(GetCurrentProcess(), GetCurrentThread(), GetCurrentProcess(), &thread, 0, FALSE,
+                                  DUPLICATE_SAME_ACCESS));
+      state.self = thread;
+      SetEvent(handed);
+      endWithEverything(5);
+    });
+    ASSERT_EQ(WaitForSingleObject(handed, INFINITE), WAIT_OBJECT_0);
+    ASSERT_EQ(WaitForSingleObject(thread, INFINITE), WAIT_OBJECT_0);
+    expectWhollyEnded(thread, useExitThread ? 5 : 0);
+    adopted.join();
+    CloseHandle(thread);
+    CloseHandle(handed);
+    CloseHandle(state.mutex);
+    CloseHandle(state.ready);
+  }
+}
+
+TEST(Threads, PseudoHandlesWorkWhereverTheirKindDoes) {
+  HANDLE self = GetCurrentThread();
+  EXPECT_EQ(WaitForSingleObject(self, 10), static_cast<DWORD>(WAIT_TIMEOUT));
+  EXPECT_EQ(WaitForSingleObject(self, 0), static_cast<DWORD>(WAIT_TIMEOUT));
+  HANDLE event = CreateEventW(nullptr, TRUE, TRUE, nullptr);
+  const HANDLE both[] = {self, event};
+  EXPECT_EQ(WaitForMultipleObjects(2, both, FALSE, 10), WAIT_OBJECT_0 + 1);
+  EXPECT_EQ(WaitForMultipleObjects(2, both, TRUE, 10), static_cast<DWORD>(WAIT_TIMEOUT));
+  const int before = GetThreadPriority(self);
+  EXPECT_TRUE(SetThreadPriority(self, THREAD_PRIORITY_BELOW_NORMAL));
+  EXPECT_EQ(GetThreadPriority(self), THREAD_PRIORITY_BELOW_NORMAL);
+  EXPECT_TRUE(SetThreadPriority(self, before));
+  EXPECT_TRUE(CloseHandle(self)) << "closing a pseudo handle has no effect";
+  EXPECT_EQ(WaitForSingleObject(self, 0), static_cast<DWORD>(WAIT_TIMEOUT));
+
+  HANDLE process = GetCurrentProcess();
+  EXPECT_EQ(process, reinterpret_cast<HANDLE>(static_cast<LONG_PTR>(-1)));
+  EXPECT_EQ(WaitForSingleObject(process, 10), static_cast<DWORD>(WAIT_TIMEOUT));
+  DWORD code = 0;
+  EXPECT_TRUE(GetExitCodeProcess(process, &code));
+  EXPECT_EQ(code, STILL_ACTIVE);
+  EXPECT_EQ(GetProcessId(process), GetCurrentProcessId());
+  EXPECT_EQ(GetCurrentProcessId(), static_cast<DWORD>(getpid()));
+  EXPECT_TRUE(CloseHandle(process));
+
+  // Each pseudo handle only where its kind is taken.
+  SetLastError(0);
+  EXPECT_FALSE(GetExitCodeProcess(self, &code));
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+  SetLastError(0);
+  EXPECT_FALSE(GetExitCodeThread(process, &code));
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+  EXPECT_FALSE(SetEvent(self));
+  EXPECT_FALSE(ReleaseMutex(process));
+
+  // The duplicate of the pseudo handle names this thread from any thread.
+  HANDLE real = nullptr;
+  ASSERT_TRUE(DuplicateHandle(process, self, process, &real, 0, FALSE, DUPLICATE_SAME_ACCESS));
+  EXPECT_NE(real, self);
+  DWORD seen = 0;
+  std::thread([&] { seen = GetThreadId(real); }).join();
+  EXPECT_EQ(seen, GetCurrentThreadId());
+  EXPECT_TRUE(CloseHandle(real));
+  SetLastError(0);
+  EXPECT_FALSE(DuplicateHandle(process, real, process, &real, 0, FALSE, DUPLICATE_SAME_ACCESS)) << "closed";
+  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+  HANDLE copy = nullptr;
+  ASSERT_TRUE(DuplicateHandle(process, event, process, &copy, 0, FALSE, DUPLICATE_CLOSE_SOURCE | DUPLICATE_SAME_ACCESS));
+  EXPECT_EQ(WaitForSingleObject(copy, 0), WAIT_OBJECT_0);
+  EXPECT_FALSE(CloseHandle(event)) << "the source went with the copy";
+  EXPECT_TRUE(CloseHandle(copy));
 }
