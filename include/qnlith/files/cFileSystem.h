@@ -30,13 +30,14 @@ class QNLITH_API cFileSystem {
   static bool findNextFile(cFileInformation& info);
   static void findFileComplete(cFileInformation& info);
 
+  // The whole directory, also deeper than 260 characters.
   static cString currentDirectory();
   // The path itself where the system has no short form.
   static cString makeShortFileName(const cString& path);
 
   // Drive and a colon, directory and a separator if it has none at its end,
   // name, a full stop unless the extension has one, extension. A null
-  // pointer is an empty part. At most 259 characters.
+  // pointer is an empty part. A path beyond 259 characters is given whole.
   static cString makePath(const cString& dir, const cString& name);
   static cString makePath(const wchar_t* dir, const wchar_t* name);
   static cString makePath(const wchar_t* dir, const wchar_t* name, const wchar_t* extension);
