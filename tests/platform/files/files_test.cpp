@@ -174,14 +174,17 @@ TEST(CreateFile, BackslashesSeparateAndBadNamesFail) {
   EXPECT_EQ(open(dir.wide("a*.txt"), ReadWrite, 0, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
   EXPECT_EQ(error(), static_cast<DWORD>(ERROR_INVALID_NAME));
 
-  const std::wstring base = dir.wide() + L"/";
-  const std::wstring fits = base + std::wstring(MAX_PATH - 1 - base.size(), L'n');
-  h = open(fits, ReadWrite, 0, CREATE_NEW);
-  if (fits.size() - base.size() <= 255) {
-    ASSERT_NE(h, INVALID_HANDLE_VALUE) << "259 characters are allowed";
-    CloseHandle(h);
-  }
-  EXPECT_EQ(open(fits + L"n", ReadWrite, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
+  // Long paths are taken, as by a process that opted into them; a name is
+  // at most 255 characters and a path at most 32,767.
+  const std::wstring deep = dir.wide() + L"/" + std::wstring(200, L'd');
+  ASSERT_TRUE(CreateDirectoryW(deep.c_str(), nullptr));
+  const std::wstring longPath = deep + L"\\" + std::wstring(255, L'n');
+  h = open(longPath, ReadWrite, 0, CREATE_NEW);
+  ASSERT_NE(h, INVALID_HANDLE_VALUE) << "a path beyond MAX_PATH, a name of 255 characters";
+  CloseHandle(h);
+  EXPECT_EQ(open(longPath + L"n", ReadWrite, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
+  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_FILENAME_EXCED_RANGE));
+  EXPECT_EQ(open(dir.wide() + L"/" + std::wstring(32767, L'x'), ReadWrite, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
   EXPECT_EQ(error(), static_cast<DWORD>(ERROR_FILENAME_EXCED_RANGE));
 }
 
@@ -339,6 +342,57 @@ TEST(ShareMode, HoldsBetweenProcesses) {
   EXPECT_NE(h, INVALID_HANDLE_VALUE) << "the first child's handle went with it";
   EXPECT_FALSE(child.run()) << "the parent's exclusive handle keeps another process out";
   CloseHandle(h);
+}
+
+// Two processes open one file without sharing at the same instant, round
+// after round: exactly one gets it each time.
+TEST(ShareMode, TwoProcessesRacingForOneFileNeverBothWin) {
+  ScratchDirectory dir;
+  dir.write("race.bin", "data");
+  const std::wstring name = dir.wide("race.bin");
+  constexpr int Rounds = 300;
+  int go[2][2], answer[2][2];
+  pid_t pids[2];
+  for (int c = 0; c < 2; ++c) {
+    ASSERT_EQ(::pipe(go[c]), 0);
+    ASSERT_EQ(::pipe(answer[c]), 0);
+    pids[c] = ::fork();
+    if (pids[c] == 0) {
+      char command;
+      HANDLE held = INVALID_HANDLE_VALUE;
+      while (::read(go[c][0], &command, 1) == 1 && command != 'q') {
+        if (command == 'o') {
+          held = open(name, c == 0 ? Read : ReadWrite, 0, OPEN_EXISTING);
+          const char got = held != INVALID_HANDLE_VALUE ? 'y' : GetLastError() == ERROR_SHARING_VIOLATION ? 'n' : 'e';
+          (void)!::write(answer[c][1], &got, 1);
+        } else {
+          if (held != INVALID_HANDLE_VALUE) CloseHandle(held);
+          held = INVALID_HANDLE_VALUE;
+          (void)!::write(answer[c][1], "c", 1);
+        }
+      }
+      ::_exit(0);
+    }
+  }
+  int bothWon = 0, noneWon = 0, errors = 0;
+  for (int round = 0; round < Rounds; ++round) {
+    for (int c = 0; c < 2; ++c) (void)!::write(go[c][1], "o", 1);
+    char got[2] = {};
+    for (int c = 0; c < 2; ++c) (void)!::read(answer[c][0], &got[c], 1);
+    bothWon += got[0] == 'y' && got[1] == 'y';
+    noneWon += got[0] != 'y' && got[1] != 'y';
+    errors += got[0] == 'e' || got[1] == 'e';
+    for (int c = 0; c < 2; ++c) (void)!::write(go[c][1], "c", 1);
+    for (int c = 0; c < 2; ++c) (void)!::read(answer[c][0], &got[c], 1);
+  }
+  for (int c = 0; c < 2; ++c) {
+    (void)!::write(go[c][1], "q", 1);
+    int status = 0;
+    ::waitpid(pids[c], &status, 0);
+  }
+  EXPECT_EQ(bothWon, 0) << "of " << Rounds << " rounds";
+  EXPECT_EQ(noneWon, 0) << "of " << Rounds << " rounds";
+  EXPECT_EQ(errors, 0);
 }
 
 TEST(ReadWrite, ShortReadsEndOfFileAndOffsets) {
@@ -520,6 +574,62 @@ TEST(LockFile, ExcludesOtherHandlesAtOnce) {
   EXPECT_TRUE(LockFile(a, 20, 0, 10, 0));
   EXPECT_TRUE(LockFile(a, 0, 1, 10, 0)) << "a region beyond 4 GiB and beyond the end";
   CloseHandle(a);
+}
+
+// A zero-length lock at n stands between bytes n - 1 and n: it excludes
+// every region holding both, and a zero-length lock strictly inside a
+// locked region is refused; {0, 0} conflicts with nothing.
+TEST(LockFile, ZeroLengthLocksAreLocks) {
+  ScratchDirectory dir;
+  dir.write("a.bin", std::string(200, 'x'));
+  const std::wstring name = dir.wide("a.bin");
+  const DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE;
+  struct Row {
+    DWORD heldOffset, heldLength, offset, length;
+    bool granted;
+  } rows[] = {
+      {100, 0, 98, 4, false},  {100, 0, 99, 2, false},  {100, 0, 90, 10, true}, {100, 0, 100, 5, true},
+      {100, 0, 100, 0, true},  {100, 0, 0, 0, true},    {90, 10, 95, 0, false}, {90, 10, 90, 0, true},
+      {90, 10, 100, 0, true},  {0, 0, 0, 10, true},     {0, 0, 0, 0, true},     {90, 10, 0, 0, true},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(testing::Message() << "held {" << row.heldOffset << ", " << row.heldLength << "}, asked {"
+                                    << row.offset << ", " << row.length << "}");
+    HANDLE a = open(name, ReadWrite, share, OPEN_EXISTING);
+    HANDLE b = open(name, ReadWrite, share, OPEN_EXISTING);
+    ASSERT_TRUE(LockFile(a, row.heldOffset, 0, row.heldLength, 0));
+    EXPECT_EQ(LockFile(b, row.offset, 0, row.length, 0) != FALSE, row.granted);
+    if (row.granted) {
+      EXPECT_TRUE(UnlockFile(b, row.offset, 0, row.length, 0));
+    } else {
+      EXPECT_EQ(error(), static_cast<DWORD>(ERROR_LOCK_VIOLATION));
+    }
+    EXPECT_TRUE(UnlockFile(a, row.heldOffset, 0, row.heldLength, 0));
+    CloseHandle(a);
+    CloseHandle(b);
+  }
+
+  HANDLE h = open(name, ReadWrite, share, OPEN_EXISTING);
+  HANDLE other = open(name, ReadWrite, share, OPEN_EXISTING);
+  ASSERT_TRUE(LockFile(h, 100, 0, 0, 0));
+  EXPECT_FALSE(LockFile(h, 98, 0, 4, 0)) << "the holder is excluded too";
+  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_LOCK_VIOLATION));
+  EXPECT_TRUE(LockFile(h, 90, 0, 10, 0));
+  EXPECT_TRUE(UnlockFile(h, 90, 0, 10, 0));
+  char buffer[4];
+  DWORD done = 0;
+  OVERLAPPED at{};
+  at.Offset = 98;
+  EXPECT_FALSE(ReadFile(other, buffer, 4, &done, &at)) << "a read across it is refused";
+  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_LOCK_VIOLATION));
+  at.Offset = 96;
+  EXPECT_TRUE(ReadFile(other, buffer, 4, &done, &at));
+  EXPECT_FALSE(UnlockFile(h, 100, 0, 1, 0));
+  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_NOT_LOCKED));
+  EXPECT_TRUE(UnlockFile(h, 100, 0, 0, 0));
+  EXPECT_TRUE(LockFile(other, 98, 0, 4, 0));
+  CloseHandle(h);
+  CloseHandle(other);
 }
 
 TEST(LockFile, ExcludesOtherProcesses) {
