@@ -93,61 +93,63 @@ class Child {
 
 }  // namespace
 
+// One row per documented answer of a disposition. `before` is the file's
+// content, or null when there is none; `after` is what it holds afterwards
+// (null: still absent). An error of ~0 isn't looked at.
 TEST(CreateFile, DispositionsOnNewAndExistingFiles) {
-  ScratchDirectory dir;
-  const std::wstring name = dir.wide("a.txt");
+  constexpr DWORD Any = ~0u;
+  struct Row {
+    const char* name;
+    const char* before;
+    DWORD access, share, disposition;
+    bool opens;
+    DWORD error;
+    const char* after;
+  } rows[] = {
+      {"a.txt", nullptr, ReadWrite, 0, CREATE_NEW, true, 0, ""},  // a created file leaves no error
+      {"a.txt", "hello", ReadWrite, 0, CREATE_NEW, false, ERROR_FILE_EXISTS, "hello"},
+      {"a.txt", "hello", Read, 0, OPEN_ALWAYS, true, ERROR_ALREADY_EXISTS, "hello"},  // keeps the contents
+      {"a.txt", "hello", Read, 0, CREATE_ALWAYS, true, ERROR_ALREADY_EXISTS, ""},  // even through a read handle
+      {"a.txt", "again", Write, 0, TRUNCATE_EXISTING, true, Any, ""},
+      {"a.txt", "hello", Read, 0, TRUNCATE_EXISTING, false, ERROR_INVALID_PARAMETER, "hello"},  // needs write
+      {"missing", nullptr, Read, 0, OPEN_EXISTING, false, ERROR_FILE_NOT_FOUND, nullptr},
+      {"missing", nullptr, Write, 0, TRUNCATE_EXISTING, false, ERROR_FILE_NOT_FOUND, nullptr},
+      {"nodir/x", nullptr, Read, 0, OPEN_EXISTING, false, ERROR_PATH_NOT_FOUND, nullptr},
+      {"nodir/x", nullptr, ReadWrite, 0, CREATE_ALWAYS, false, ERROR_PATH_NOT_FOUND, nullptr},
+      {"b.txt", nullptr, ReadWrite, 0, OPEN_ALWAYS, true, 0, ""},
+      {"a.txt", "hello", Read, 0, 0, false, ERROR_INVALID_PARAMETER, "hello"},
+      {"a.txt", "hello", Read, 8, OPEN_EXISTING, false, ERROR_INVALID_PARAMETER, "hello"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(testing::Message() << row.name << (row.before ? " existing" : " absent") << ", disposition "
+                                    << row.disposition << ", access " << std::hex << row.access);
+    ScratchDirectory dir;
+    if (row.before != nullptr) dir.write(row.name, row.before);
+    SetLastError(1234);
+    HANDLE h = open(dir.wide(row.name), row.access, row.share, row.disposition);
+    EXPECT_EQ(h != INVALID_HANDLE_VALUE, row.opens);
+    if (row.error != Any) {
+      EXPECT_EQ(error(), row.error);
+    }
+    if (h != INVALID_HANDLE_VALUE) {
+      if (row.access & GENERIC_READ) {
+        EXPECT_EQ(readAll(h), row.after);
+      }
+      CloseHandle(h);
+    }
+    EXPECT_EQ(dir.exists(row.name), row.after != nullptr);
+    if (row.after != nullptr) {
+      EXPECT_EQ(dir.read(row.name), row.after);
+    }
+    EXPECT_FALSE(dir.exists("nodir"));
+  }
 
-  SetLastError(1234);
-  HANDLE h = open(name, ReadWrite, 0, CREATE_NEW);
+  ScratchDirectory dir;
+  HANDLE h = open(dir.wide("a.txt"), ReadWrite, 0, CREATE_NEW);
   ASSERT_NE(h, INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), 0u) << "a created file leaves no error";
   EXPECT_TRUE(writeText(h, "hello"));
   EXPECT_TRUE(CloseHandle(h));
-
-  EXPECT_EQ(open(name, ReadWrite, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_FILE_EXISTS));
-
-  h = open(name, Read, 0, OPEN_ALWAYS);
-  ASSERT_NE(h, INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
-  EXPECT_EQ(readAll(h), "hello") << "OPEN_ALWAYS keeps the contents";
-  CloseHandle(h);
-
-  h = open(name, Read, 0, CREATE_ALWAYS);
-  ASSERT_NE(h, INVALID_HANDLE_VALUE) << "CREATE_ALWAYS replaces even through a read-only handle";
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
-  EXPECT_EQ(GetFileSize(h, nullptr), 0u);
-  CloseHandle(h);
-
-  dir.write("a.txt", "again");
-  h = open(name, Write, 0, TRUNCATE_EXISTING);
-  ASSERT_NE(h, INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetFileSize(h, nullptr), 0u);
-  CloseHandle(h);
-  EXPECT_EQ(open(name, Read, 0, TRUNCATE_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_INVALID_PARAMETER)) << "truncation needs write access";
-
-  EXPECT_EQ(open(dir.wide("missing"), Read, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
-  EXPECT_EQ(open(dir.wide("missing"), Write, 0, TRUNCATE_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
-  EXPECT_EQ(open(dir.wide("nodir/x"), Read, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
-  EXPECT_EQ(open(dir.wide("nodir/x"), ReadWrite, 0, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
-  EXPECT_FALSE(dir.exists("nodir"));
-
-  SetLastError(1234);
-  h = open(dir.wide("b.txt"), ReadWrite, 0, OPEN_ALWAYS);
-  ASSERT_NE(h, INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), 0u);
-  CloseHandle(h);
-  EXPECT_TRUE(dir.exists("b.txt"));
-
-  EXPECT_EQ(open(name, Read, 0, 0), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
-  EXPECT_EQ(open(name, Read, 8, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+  EXPECT_EQ(dir.read("a.txt"), "hello");
 }
 
 TEST(CreateFile, BackslashesSeparateAndBadNamesFail) {
