@@ -2,10 +2,13 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <qnlith/win32.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
+#include <new>
 
 #include "../../../platform/files/files.h"
 #include "support/scratch.h"
@@ -352,54 +355,62 @@ TEST(ShareMode, HoldsBetweenProcesses) {
   CloseHandle(h);
 }
 
-// Two processes open one file without sharing at the same instant, round
-// after round: exactly one gets it each time.
+// Two processes open one file without sharing at the same instant (both
+// spin at a barrier in shared memory, then open), round after round:
+// exactly one gets it each time.
 TEST(ShareMode, TwoProcessesRacingForOneFileNeverBothWin) {
   ScratchDirectory dir;
   dir.write("race.bin", "data");
   const std::wstring name = dir.wide("race.bin");
-  constexpr int Rounds = 300;
-  int go[2][2], answer[2][2];
+  constexpr int Rounds = 200;
+  struct Shared {
+    std::atomic<int> arrived;
+    std::atomic<int> answered;
+    std::atomic<int> closed;
+    std::atomic<int> tallied;
+    std::atomic<char> got[2];
+  };
+  void* memory = ::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(memory, MAP_FAILED);
+  auto* shared = new (memory) Shared{};
   pid_t pids[2];
   for (int c = 0; c < 2; ++c) {
-    ASSERT_EQ(::pipe(go[c]), 0);
-    ASSERT_EQ(::pipe(answer[c]), 0);
     pids[c] = ::fork();
     if (pids[c] == 0) {
-      char command;
-      HANDLE held = INVALID_HANDLE_VALUE;
-      while (::read(go[c][0], &command, 1) == 1 && command != 'q') {
-        if (command == 'o') {
-          held = open(name, c == 0 ? Read : ReadWrite, 0, OPEN_EXISTING);
-          const char got = held != INVALID_HANDLE_VALUE ? 'y' : GetLastError() == ERROR_SHARING_VIOLATION ? 'n' : 'e';
-          (void)!::write(answer[c][1], &got, 1);
-        } else {
-          if (held != INVALID_HANDLE_VALUE) CloseHandle(held);
-          held = INVALID_HANDLE_VALUE;
-          (void)!::write(answer[c][1], "c", 1);
+      for (int round = 1; round <= Rounds; ++round) {
+        shared->arrived.fetch_add(1);
+        while (shared->arrived.load() < 2 * round) {
+        }
+        HANDLE held = open(name, c == 0 ? Read : ReadWrite, 0, OPEN_EXISTING);
+        shared->got[c] = held != INVALID_HANDLE_VALUE ? 'y' : GetLastError() == ERROR_SHARING_VIOLATION ? 'n' : 'e';
+        shared->answered.fetch_add(1);
+        while (shared->answered.load() < 2 * round) {
+        }
+        if (held != INVALID_HANDLE_VALUE) CloseHandle(held);
+        shared->closed.fetch_add(1);
+        while (shared->closed.load() < 2 * round) {
+        }
+        while (shared->tallied.load() < round) {  // the parent reads the round before the next starts
         }
       }
       ::_exit(0);
     }
   }
-  int bothWon = 0, noneWon = 0, errors = 0;
-  for (int round = 0; round < Rounds; ++round) {
-    for (int c = 0; c < 2; ++c) (void)!::write(go[c][1], "o", 1);
-    char got[2] = {};
-    for (int c = 0; c < 2; ++c) (void)!::read(answer[c][0], &got[c], 1);
-    bothWon += got[0] == 'y' && got[1] == 'y';
-    noneWon += got[0] != 'y' && got[1] != 'y';
-    errors += got[0] == 'e' || got[1] == 'e';
-    for (int c = 0; c < 2; ++c) (void)!::write(go[c][1], "c", 1);
-    for (int c = 0; c < 2; ++c) (void)!::read(answer[c][0], &got[c], 1);
+  int winners[3] = {}, errors = 0;
+  for (int round = 1; round <= Rounds; ++round) {
+    while (shared->answered.load() < 2 * round) {
+    }
+    ++winners[(shared->got[0] == 'y') + (shared->got[1] == 'y')];
+    errors += shared->got[0] == 'e' || shared->got[1] == 'e';
+    shared->tallied.store(round);
   }
-  for (int c = 0; c < 2; ++c) {
-    (void)!::write(go[c][1], "q", 1);
+  for (pid_t pid : pids) {
     int status = 0;
-    ::waitpid(pids[c], &status, 0);
+    ::waitpid(pid, &status, 0);
   }
-  EXPECT_EQ(bothWon, 0) << "of " << Rounds << " rounds";
-  EXPECT_EQ(noneWon, 0) << "of " << Rounds << " rounds";
+  ::munmap(memory, sizeof(Shared));
+  EXPECT_EQ(winners[2], 0) << "rounds with two winners, of " << Rounds;
+  EXPECT_EQ(winners[0], 0) << "rounds without a winner, of " << Rounds;
   EXPECT_EQ(errors, 0);
 }
 
