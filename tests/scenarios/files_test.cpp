@@ -308,3 +308,37 @@ TEST(FilesScenario, TwoProcessesOpenOneFileAtOnce) {
   }
   EXPECT_EQ(winners[1], Rounds) << winners[0] << " rounds without a winner, " << winners[2] << " with two";
 }
+
+// The byte and character counts of the other calls that take a buffer:
+// ReadFile with `sizeof buf`, and the run time's time formatting.
+TEST(FilesScenario, ByteAndCharacterCountsStopAtTheBuffer) {
+  ScratchDirectory scratch;
+  scratch.write("data.bin", std::string(300, 'd'));
+  HANDLE h = openFile(scratch.wide("data.bin"), GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+  ASSERT_NE(h, INVALID_HANDLE_VALUE);
+  struct {
+    char buffer[256];
+    char guard[16];
+  } block;
+  std::memset(&block, 0x5A, sizeof block);
+  DWORD got = 0;
+  EXPECT_TRUE(ReadFile(h, block.buffer, sizeof block.buffer, &got, nullptr));
+  EXPECT_EQ(got, sizeof block.buffer);
+  EXPECT_EQ(std::string(block.guard, sizeof block.guard), std::string(sizeof block.guard, '\x5A'));
+  CloseHandle(h);
+
+  tm when{};
+  when.tm_year = 126;
+  when.tm_mon = 10;
+  when.tm_mday = 24;
+  when.tm_wday = 2;
+  const std::wstring expected = L"Tuesday, November 24, 2026";
+  Guarded exact(expected.size() + 1);
+  EXPECT_EQ(qnWcsftime(exact.data(), exact.size(), L"%#x", &when), expected.size());
+  EXPECT_EQ(exact.str(), expected);
+  EXPECT_TRUE(exact.guardsIntact());
+  Guarded shortByOne(expected.size());
+  EXPECT_EQ(qnWcsftime(shortByOne.data(), shortByOne.size(), L"%#x", &when), 0u);
+  EXPECT_EQ(shortByOne.str(), L"");
+  EXPECT_TRUE(shortByOne.guardsIntact());
+}
