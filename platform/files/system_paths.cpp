@@ -77,10 +77,16 @@ std::wstring pathFromSystem(std::string_view path) {
 
 std::string nameToSystem(std::wstring_view name) {
   std::string out;
-  for (wchar_t c : name) {
-    const int code = standsFor(c);
-    if (code >= 0) out += static_cast<char>(code);
-    else encodeUtf8(static_cast<char32_t>(c), out);
+  out.reserve(name.size());
+  bool wellFormed = true;
+  for (std::size_t i = 0; i < name.size();) {
+    const int code = standsFor(name[i]);
+    if (code >= 0) {
+      out += static_cast<char>(code);
+      ++i;
+    } else {
+      encodeUtf8(nextWideScalar(name, i, wellFormed), out);  // as wideToUtf8: surrogate pairs join
+    }
   }
   return out;
 }

@@ -189,4 +189,9 @@ TEST(DirectorySearchNames, WhatIsListedReachesTheFile) {
   wchar_t full[1024];
   ASSERT_GT(GetFullPathNameW(L"f.txt", 1024, full, nullptr), 0u);
   EXPECT_EQ(GetFileAttributesW(full), FILE_ATTRIBUTE_ARCHIVE);
+
+  // A UTF-16 surrogate pair in wide text names the character it encodes.
+  dir.write("\xF0\x9F\x98\x80.txt", "s");
+  const wchar_t pair[] = {0xD83D, 0xDE00, L'.', L't', L'x', L't', 0};
+  EXPECT_EQ(GetFileAttributesW((dir.wide() + L"/" + pair).c_str()), FILE_ATTRIBUTE_ARCHIVE);
 }
