@@ -76,10 +76,13 @@ std::wstring pathFromSystem(std::string_view path) {
 }
 
 std::string nameToSystem(std::wstring_view name) {
-  std::string out;
-  out.reserve(name.size());
+  // ASCII, the common case, byte for byte; the rest character by character.
+  std::size_t ascii = 0;
+  while (ascii < name.size() && name[ascii] > 0 && name[ascii] < 0x80) ++ascii;
+  std::string out(ascii, '\0');
+  for (std::size_t i = 0; i < ascii; ++i) out[i] = static_cast<char>(name[i]);
   bool wellFormed = true;
-  for (std::size_t i = 0; i < name.size();) {
+  for (std::size_t i = ascii; i < name.size();) {
     const int code = standsFor(name[i]);
     if (code >= 0) {
       out += static_cast<char>(code);
@@ -91,7 +94,29 @@ std::string nameToSystem(std::wstring_view name) {
   return out;
 }
 
+// Whether the path is already in the form normalizePath gives: forward
+// slashes only, no empty, "." or ".." component, and a last name that
+// doesn't end in a dot or blank.
+bool isNormal(std::wstring_view path) {
+  if (path.empty()) return false;
+  std::size_t start = 0;
+  while (start <= path.size()) {
+    std::size_t end = path.find_first_of(L"/\\", start);
+    if (end == std::wstring_view::npos) end = path.size();
+    if (end < path.size() && path[end] == L'\\') return false;
+    const std::wstring_view part = path.substr(start, end - start);
+    const bool leading = start == 0, last = end == path.size();
+    if (part.empty() && !leading && !last) return false;
+    if (part == L"." || part == L"..") return false;
+    if (last && !part.empty() && (part.back() == L'.' || part.back() == L' ')) return false;
+    if (last && part.empty() && path.size() > 1 && path[path.size() - 2] == L'/') return false;
+    start = end + 1;
+  }
+  return true;
+}
+
 std::wstring normalizePath(std::wstring_view path) {
+  if (isNormal(path)) return std::wstring(path);
   const bool absolute = !path.empty() && isSeparator(path.front());
   const bool trailingSeparator = !path.empty() && isSeparator(path.back());
   std::vector<std::wstring_view> parts;
