@@ -7,12 +7,15 @@
 #include <qnlith/qnlith.h>
 #include <qnlith/win32.h>
 #include <qnlith/win32/crtpath.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <cwchar>
+#include <new>
 #include <vector>
 
 #include "support/scratch.h"
@@ -268,44 +271,50 @@ TEST(FilesScenario, WorkingDirectoryBeyond260CharactersAndTheBufferIdioms) {
 }
 
 // Two processes open one file through cFile, without sharing, at the same
-// instant, many times: exactly one gets it each time.
+// instant (a spinning barrier in shared memory), many times: exactly one
+// gets it each time.
 TEST(FilesScenario, TwoProcessesOpenOneFileAtOnce) {
   ScratchDirectory scratch;
   scratch.write("shared.dat", "x");
   const cString name(scratch.wide("shared.dat").c_str());
   constexpr int Rounds = 200;
-  int pipes[2][2][2];  // per child: commands to it, answers from it
+  struct Shared {
+    std::atomic<int> arrived, answered, tallied;
+    std::atomic<char> got[2];
+  };
+  void* memory = ::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(memory, MAP_FAILED);
+  auto* shared = new (memory) Shared{};
   pid_t pids[2];
   for (int c = 0; c < 2; ++c) {
-    ASSERT_EQ(::pipe(pipes[c][0]), 0);
-    ASSERT_EQ(::pipe(pipes[c][1]), 0);
     pids[c] = ::fork();
     if (pids[c] == 0) {
-      cFile file;
-      char command;
-      while (::read(pipes[c][0][0], &command, 1) == 1 && command != 'q') {
-        char answer = 'c';
-        if (command == 'o') answer = file.open(name, c == 0 ? 0x12 : 0x10) ? 'y' : 'n';
-        else if (file.isOpen()) file.close();
-        (void)!::write(pipes[c][1][1], &answer, 1);
+      for (int round = 1; round <= Rounds; ++round) {
+        shared->arrived.fetch_add(1);
+        while (shared->arrived.load() < 2 * round) {
+        }
+        cFile file;
+        shared->got[c] = file.open(name, c == 0 ? 0x12 : 0x10) ? 'y' : 'n';
+        shared->answered.fetch_add(1);
+        while (shared->tallied.load() < round) {  // both hold what they got until the parent has counted
+        }
+        if (file.isOpen()) file.close();
       }
       ::_exit(0);
     }
   }
   int winners[3] = {};
-  for (int round = 0; round < Rounds; ++round) {
-    char got[2];
-    for (int c = 0; c < 2; ++c) (void)!::write(pipes[c][0][1], "o", 1);
-    for (int c = 0; c < 2; ++c) (void)!::read(pipes[c][1][0], &got[c], 1);
-    ++winners[(got[0] == 'y') + (got[1] == 'y')];
-    for (int c = 0; c < 2; ++c) (void)!::write(pipes[c][0][1], "c", 1);
-    for (int c = 0; c < 2; ++c) (void)!::read(pipes[c][1][0], &got[c], 1);
+  for (int round = 1; round <= Rounds; ++round) {
+    while (shared->answered.load() < 2 * round) {
+    }
+    ++winners[(shared->got[0] == 'y') + (shared->got[1] == 'y')];
+    shared->tallied.store(round);
   }
-  for (int c = 0; c < 2; ++c) {
-    (void)!::write(pipes[c][0][1], "q", 1);
+  for (pid_t pid : pids) {
     int status = 0;
-    ::waitpid(pids[c], &status, 0);
+    ::waitpid(pid, &status, 0);
   }
+  ::munmap(memory, sizeof(Shared));
   EXPECT_EQ(winners[1], Rounds) << winners[0] << " rounds without a winner, " << winners[2] << " with two";
 }
 
