@@ -3,31 +3,54 @@
 #include <qnlith/win32/errors.h>
 #include <qnlith/win32/handles.h>
 
+#include <cerrno>
 #include <cwchar>
+#include <vector>
 
 namespace {
 
-// The fixed buffers of the path work, terminator included.
+// The fixed buffers of the path work, terminator included. A text that
+// doesn't fit is taken whole in a buffer of its own size.
 constexpr int PathBuffer = 260;
 constexpr int DriveBuffer = 3;
 constexpr int PartBuffer = 256;
+constexpr std::size_t LongestPath = 32767;  // Win32's longest path, terminator excluded
+
+std::size_t lengthOf(const wchar_t* text) { return text != nullptr ? std::wcslen(text) : 0; }
 
 cString compose(const wchar_t* drive, const wchar_t* dir, const wchar_t* name, const wchar_t* extension) {
   wchar_t path[PathBuffer];
-  _wmakepath_s(path, PathBuffer, drive, dir, name, extension);
-  return cString(path);
+  if (_wmakepath_s(path, PathBuffer, drive, dir, name, extension) == 0) return cString(path);
+  // Drive and colon, a separator and a full stop at most are added.
+  std::vector<wchar_t> whole(2 + lengthOf(dir) + 1 + lengthOf(name) + 1 + lengthOf(extension) + 1);
+  _wmakepath_s(whole.data(), whole.size(), drive, dir, name, extension);
+  return cString(whole.data());
 }
 
-// Filled by the split; a path that doesn't fit leaves every part empty.
+// Filled by the split. A part is never longer than the path, so a path
+// too long for the fixed parts gets parts of its own length.
 struct Parts {
-  wchar_t drive[DriveBuffer];
-  wchar_t dir[PartBuffer];
-  wchar_t name[PartBuffer];
-  wchar_t extension[PartBuffer];
+  wchar_t fixedDrive[DriveBuffer];
+  wchar_t fixedParts[3][PartBuffer];
+  std::vector<wchar_t> storage;
+  wchar_t* drive = fixedDrive;
+  wchar_t* dir = fixedParts[0];
+  wchar_t* name = fixedParts[1];
+  wchar_t* extension = fixedParts[2];
 
   explicit Parts(const cString& path) {
-    _wsplitpath_s(path.c_str(), drive, DriveBuffer, dir, PartBuffer, name, PartBuffer, extension, PartBuffer);
+    std::size_t size = PartBuffer;
+    if (path.length() >= PartBuffer) {
+      size = path.length() + 1;
+      storage.resize(3 * size);
+      dir = storage.data();
+      name = dir + size;
+      extension = name + size;
+    }
+    _wsplitpath_s(path.c_str(), drive, DriveBuffer, dir, size, name, size, extension, size);
   }
+  Parts(const Parts&) = delete;
+  Parts& operator=(const Parts&) = delete;
 };
 
 // Sets a result string to one or two parts, reusing its storage where it can.
@@ -89,10 +112,20 @@ void cFileSystem::findFileComplete(cFileInformation& info) {
 
 cString cFileSystem::currentDirectory() {
   wchar_t directory[PathBuffer] = {};
-  GetCurrentDirectoryW(PathBuffer, directory);
-  return cString(directory);
+  DWORD length = GetCurrentDirectoryW(PathBuffer, directory);
+  if (length < PathBuffer) return cString(directory);
+  // Deeper than the buffer: ask again with the size it reported, which may
+  // have grown meanwhile.
+  std::vector<wchar_t> whole;
+  while (length >= whole.size()) {
+    whole.assign(length, L'\0');
+    length = GetCurrentDirectoryW(static_cast<DWORD>(whole.size()), whole.data());
+    if (length == 0) return cString();
+  }
+  return cString(whole.data());
 }
 
+// A short form longer than the buffer leaves it empty, as documented.
 cString cFileSystem::makeShortFileName(const cString& path) {
   wchar_t shortPath[PathBuffer] = {};
   if (GetShortPathNameW(path.c_str(), shortPath, PathBuffer) == 0) return path;
@@ -165,8 +198,14 @@ bool cFileSystem::qualifyPath(cString& path) {
 bool cFileSystem::searchPath(cString& name) {
   if (GetFileAttributesW(name.c_str()) != INVALID_FILE_ATTRIBUTES) return true;
   wchar_t found[PathBuffer] = {};
-  _wsearchenv_s(name.c_str(), L"PATH", found, PathBuffer);
-  name = found;
+  if (_wsearchenv_s(name.c_str(), L"PATH", found, PathBuffer) == ERANGE) {
+    // A hit too long for the buffer: the longest path there is fits.
+    std::vector<wchar_t> whole(LongestPath + 1);
+    _wsearchenv_s(name.c_str(), L"PATH", whole.data(), whole.size());
+    name = whole.data();
+  } else {
+    name = found;
+  }
   return !name.isEmpty();
 }
 

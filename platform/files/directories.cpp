@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <cwchar>
 
@@ -28,10 +29,12 @@ DWORD handOut(const std::wstring& text, DWORD bufferLength, LPWSTR buffer) {
   return static_cast<DWORD>(text.size() + 1);
 }
 
+// Whatever its depth: glibc allocates what the directory needs.
 bool currentDirectory(std::wstring& out) {
-  char buffer[PATH_MAX];
-  if (::getcwd(buffer, sizeof buffer) == nullptr) return qn::failWithErrno();
-  out = qn::utf8ToWide(buffer);
+  char* buffer = ::getcwd(nullptr, 0);
+  if (buffer == nullptr) return qn::failWithErrno();
+  out = qn::pathFromSystem(buffer);
+  std::free(buffer);
   return true;
 }
 

@@ -111,7 +111,7 @@ bool FindSearch::step(WIN32_FIND_DATAW& data) {
     data.nFileSizeLow = static_cast<DWORD>(size);
     data.dwReserved0 = status.isLink ? IO_REPARSE_TAG_SYMLINK : 0;
     data.dwReserved1 = 0;
-    const std::wstring wide = utf8ToWide(entry.name);
+    const std::wstring wide = nameFromSystem(entry.name);
     const std::size_t n = std::min<std::size_t>(wide.size(), MAX_PATH - 1);
     std::copy_n(wide.begin(), n, data.cFileName);
     data.cFileName[n] = L'\0';
@@ -141,7 +141,7 @@ bool collect(int directory, std::wstring_view pattern, std::vector<Entry>& out) 
       error = errno;
       break;
     }
-    std::wstring key = upperCase(utf8ToWide(d->d_name));
+    std::wstring key = upperCase(nameFromSystem(d->d_name));
     if (matches(translated, key)) out.push_back(Entry{d->d_name, std::move(key)});
   }
   ::closedir(dir);
@@ -163,13 +163,14 @@ HANDLE WINAPI FindFirstFileW(LPCWSTR fileName, LPWIN32_FIND_DATAW findFileData) 
     return INVALID_HANDLE_VALUE;
   }
   const std::wstring_view text(fileName);
-  if (text.size() >= MAX_PATH) {
-    qn::failWith(ERROR_FILENAME_EXCED_RANGE);
-    return INVALID_HANDLE_VALUE;
-  }
   const auto split = text.find_last_of(L"\\/");
   const std::wstring directoryText(split == std::wstring_view::npos ? std::wstring_view() : text.substr(0, split + 1));
   const std::wstring_view pattern = split == std::wstring_view::npos ? text : text.substr(split + 1);
+  // No name is longer than a component may be.
+  if (text.size() > qn::LongestPath || pattern.size() > qn::LongestName) {
+    qn::failWith(ERROR_FILENAME_EXCED_RANGE);
+    return INVALID_HANDLE_VALUE;
+  }
   // A pattern that ends in a separator names no entry.
   if (pattern.empty()) {
     qn::failWith(ERROR_FILE_NOT_FOUND);
@@ -197,7 +198,7 @@ HANDLE WINAPI FindFirstFileW(LPCWSTR fileName, LPWIN32_FIND_DATAW findFileData) 
     return INVALID_HANDLE_VALUE;
   }
 
-  const std::string literal = qn::wideToUtf8(pattern);
+  const std::string literal = qn::nameToSystem(pattern);
   struct stat st;
   if (!qn::hasWildcards(pattern) && ::fstatat(search->directory, literal.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0) {
     search->entries.push_back(qn::Entry{literal, {}});  // the name as it stands

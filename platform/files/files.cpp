@@ -4,9 +4,10 @@
 // A handle's share mode is published as open-file-description locks on a
 // few bytes at the top of the file's lock space, which every handle of
 // every process that uses this layer sees, this process's own included; an
-// opener tests them before it publishes its own, both under the process's
-// lock. A descriptor that can't hold those locks leaves its share mode in
-// the process's record of the file instead. Region locks are kept in that
+// opener publishes its own and then tests the others', so that of two
+// openers at once at least one sees the other, whatever the process. A
+// descriptor that can't hold those locks leaves its share mode in the
+// process's record of the file instead. Region locks are kept in that
 // record too (exact regions, checked by reads and writes of the process) and
 // as OFD write locks for other processes. docs/files.md tells what holds.
 #include <fcntl.h>
@@ -113,9 +114,15 @@ bool excludes(unsigned kinds, DWORD share, const Opener& other) {
   return (kinds & ~other.share & AllKinds) != 0 || (other.kinds & ~share & AllKinds) != 0;
 }
 
+// Win32's rule, zero lengths included: the last byte of a range is
+// offset + length - 1 in unsigned arithmetic, so a zero-length lock at n
+// stands between bytes n - 1 and n and conflicts with any range that holds
+// both; the range {0, 0} conflicts with nothing.
 bool overlaps(std::uint64_t offset, std::uint64_t length, const RegionLock& lock) {
-  if (length == 0 || lock.length == 0) return false;
-  return offset <= lock.offset + (lock.length - 1) && lock.offset <= offset + (length - 1);
+  if ((offset == 0 && length == 0) || (lock.offset == 0 && lock.length == 0)) return false;
+  const std::uint64_t last = offset + length - 1;
+  const std::uint64_t lockLast = lock.offset + lock.length - 1;
+  return offset <= lockLast && last >= lock.offset;
 }
 
 // Six bytes at the top of a file's lock space tell, as OFD read locks of
@@ -246,8 +253,18 @@ bool FileObject::join(unsigned kinds, DWORD share) {
     for (const auto& other : file->openers)
       if (excludes(kinds, share, other)) return failWith(ERROR_SHARING_VIOLATION);
   }
+  // Between processes: publish first, then test. Of two openers that exclude
+  // each other, the later test sees the earlier publication, so both can't
+  // get in. Both may see each other; each then withdraws and tests again,
+  // and one whose rival has withdrawn too tries once more.
+  for (int attempt = 0;; ++attempt) {
+    if (!publishShareMode(fd, kinds, share)) break;
+    if (!publishedExcludes(fd, kinds, share)) return true;
+    setLock(fd, F_UNLCK, ShareBase, ShareSlots);
+    if (publishedExcludes(fd, kinds, share) || attempt == 64) return failWith(ERROR_SHARING_VIOLATION);
+    if (attempt > 0) ::usleep(static_cast<useconds_t>((::getpid() * 7 + attempt * 13) % 50 + 1));
+  }
   if (publishedExcludes(fd, kinds, share)) return failWith(ERROR_SHARING_VIOLATION);
-  if (publishShareMode(fd, kinds, share)) return true;
   SharedFile* file = record();
   if (file == nullptr) return false;
   file->openers.push_back(Opener{this, kinds, share});
@@ -257,6 +274,7 @@ bool FileObject::join(unsigned kinds, DWORD share) {
 }
 
 bool FileObject::lockedByOthers(std::uint64_t offset, std::uint64_t length) {
+  if (length == 0) return false;  // moves no byte
   std::lock_guard guard(registry().mutex);
   SharedFile* file = record();
   if (file == nullptr) return false;

@@ -128,9 +128,12 @@ errno_t _wsearchenv_s(const wchar_t* filename, const wchar_t* varname, wchar_t* 
 
   const std::wstring name(filename);
   if (exists(name)) {
-    wchar_t full[MAX_PATH];
-    const DWORD length = GetFullPathNameW(filename, MAX_PATH, full, nullptr);
-    if (length == 0 || length >= MAX_PATH) return fail(ERANGE);
+    const DWORD needed = GetFullPathNameW(filename, 0, nullptr, nullptr);
+    if (needed == 0) return fail(ENOENT);
+    std::wstring full(needed, L'\0');
+    const DWORD length = GetFullPathNameW(filename, needed, full.data(), nullptr);
+    if (length == 0 || length >= needed) return fail(ENOENT);
+    full.resize(length);
     return handOut(full, pathname, numberOfElements);
   }
   const char* list = std::getenv(qn::wideToUtf8(varname).c_str());

@@ -260,12 +260,57 @@ TEST(cFileSystem, SearchPathLooksHereThenAlongPath) {
   EXPECT_TRUE(name.isEmpty());
 }
 
-TEST(cFileSystem, LongPathsAreCutRatherThanOverrun) {
+TEST(cFileSystem, LongPathsAreGivenWhole) {
   const std::wstring part(200, L'p');
-  EXPECT_TRUE(cFileSystem::makePath(part.c_str(), part.c_str()).isEmpty());
+  EXPECT_EQ(text(cFileSystem::makePath(part.c_str(), part.c_str(), L"txt")), part + L"\\" + part + L".txt");
+  EXPECT_EQ(text(cFileSystem::makePath(L"C", part.c_str(), part.c_str(), L".e")), L"C:" + part + L"\\" + part + L".e");
   cString drive, directory, name, extension;
-  EXPECT_TRUE(cFileSystem::splitPath(cString((std::wstring(300, L'd') + L"\\x.y").c_str()), drive, directory, name,
+  const std::wstring longDirectory = L"C:\\" + std::wstring(300, L'd') + L"\\";
+  const std::wstring longName(300, L'n');
+  EXPECT_TRUE(cFileSystem::splitPath(cString((longDirectory + longName + L".y").c_str()), drive, directory, name,
                                      extension));
-  EXPECT_TRUE(directory.isEmpty());
-  EXPECT_TRUE(name.isEmpty());
+  EXPECT_EQ(text(drive), L"C:");
+  EXPECT_EQ(text(directory), longDirectory.substr(2));
+  EXPECT_EQ(text(name), longName);
+  EXPECT_EQ(text(extension), L".y");
+  EXPECT_EQ(text(cFileSystem::splitExtension(cString((longName + L"." + longName).c_str()))), L"." + longName);
+}
+
+// A directory deeper than 260 characters, reached step by step as a shell
+// would leave a program in it.
+TEST(cFileSystem, ACurrentDirectoryBeyond260Characters) {
+  ScratchDirectory dir;
+  std::filesystem::path deep = dir.path();
+  for (int i = 0; i < 4; ++i) deep /= std::string(80, static_cast<char>('a' + i));
+  std::filesystem::create_directories(deep / "sub");
+  InDirectory in(deep);
+  const std::wstring work = deep.wstring();
+  ASSERT_GT(work.size(), 330u);
+
+  EXPECT_EQ(text(cFileSystem::currentDirectory()), work);
+  EXPECT_EQ(text(cFileSystem::absolutePath(L"x.txt")), work + L"\\x.txt");
+  EXPECT_EQ(text(cFileSystem::absolutePath(L"sub\\x.txt")), work + L"/sub\\x.txt");
+  EXPECT_EQ(text(cFileSystem::absolutePath(L"..\\x.txt")), deep.parent_path().wstring() + L"\\x.txt");
+  EXPECT_EQ(std::filesystem::current_path(), deep) << "the change back reached the deep directory";
+  cString path(L"y.txt");
+  EXPECT_TRUE(cFileSystem::qualifyPath(path));
+  EXPECT_EQ(text(path), work + L"\\y.txt");
+  EXPECT_TRUE(cFileSystem::setCurrentDirectory(cString((work + L"/sub").c_str())));
+  EXPECT_EQ(text(cFileSystem::currentDirectory()), work + L"/sub");
+  EXPECT_TRUE(cFileSystem::setCurrentDirectory(cString(work.c_str())));
+  EXPECT_EQ(text(cFileSystem::makeShortFileName(L"sub")), L"sub");
+  const std::wstring longShort = work + L"/sub";
+  EXPECT_TRUE(cFileSystem::makeShortFileName(cString(longShort.c_str())).isEmpty())
+      << "a short form beyond the buffer leaves it empty";
+}
+
+TEST(cFileSystem, SearchPathFindsAHitBeyond260Characters) {
+  ScratchDirectory dir;
+  const std::filesystem::path bin = dir.path() / std::string(120, 'b') / std::string(120, 'c');
+  std::filesystem::create_directories(bin);
+  std::ofstream(bin / "tool") << "";
+  InDirectory in(dir.path(), bin.string());
+  cString name(L"tool");
+  EXPECT_TRUE(cFileSystem::searchPath(name));
+  EXPECT_EQ(text(name), (bin / "tool").wstring());
 }

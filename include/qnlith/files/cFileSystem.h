@@ -46,14 +46,16 @@ class QNLITH_API cFileSystem {
   /// Closes the search held by info.
   static void findFileComplete(cFileInformation& info);
 
-  /// The process's current directory, whatever its length; empty on failure.
+  /// The process's current directory, whole, also deeper than 260
+  /// characters; empty on failure.
   static cString currentDirectory();
-  /// The path itself where the system has no short form.
+  /// The path itself where the system has no short form; empty when the
+  /// short form is 260 characters or more.
   static cString makeShortFileName(const cString& path);
 
   /// Drive and a colon, directory and a separator if it has none at its end,
   /// name, a full stop unless the extension has one, extension. A null
-  /// pointer is an empty part. At most 259 characters.
+  /// pointer is an empty part. A path beyond 259 characters is given whole.
   ///@{
   static cString makePath(const cString& dir, const cString& name);
   static cString makePath(const wchar_t* dir, const wchar_t* name);

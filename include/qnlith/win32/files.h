@@ -1,7 +1,9 @@
 /// @file
 /// Files, directories, directory searches and volumes. Paths are Win32 paths:
 /// a backslash separates components as a forward slash does, a drive letter
-/// is kept as text, and a path must be shorter than MAX_PATH characters.
+/// is kept as text, and paths may be longer than MAX_PATH characters, as in a
+/// process that opted into long paths (up to 32,767 characters; Linux allows
+/// 255 bytes a name and 4,095 bytes a path).
 /// docs/files.md tells how each call maps onto Linux.
 #pragma once
 

@@ -127,3 +127,71 @@ TEST_F(DirectorySearch, TheFindRecordDescribesTheEntry) {
   EXPECT_EQ(data.nFileSizeLow, 0u);
   FindClose(h);
 }
+
+// Names on disk that no Win32 name can spell are listed with stand-ins
+// (U+F000 plus the character or byte), and the listed name reaches the
+// file through every call that takes a path.
+TEST(DirectorySearchNames, WhatIsListedReachesTheFile) {
+  struct Row {
+    const char* onDisk;
+    const wchar_t* listed;
+  } rows[] = {
+      {"a\\b.txt", L"a\uF05Cb.txt"},   {"star*.txt", L"star\uF02A.txt"}, {"q?.txt", L"q\uF03F.txt"},
+      {"lt<gt>.txt", L"lt\uF03Cgt\uF03E.txt"}, {"bar|\"q\".txt", L"bar\uF07C\uF022q\uF022.txt"},
+      {"tab\tname", L"tab\uF009name"}, {"note.", L"note\uF02E"},       {"blank ", L"blank\uF020"},
+      {"dots..", L"dots\uF02E\uF02E"}, {"bad\xff\xfe.txt", L"bad\uF0FF\uF0FE.txt"},
+      {"caf\xc3\xa9.txt", L"caf\u00e9.txt"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.onDisk);
+    ScratchDirectory dir;
+    dir.write(row.onDisk, "data");
+    WIN32_FIND_DATAW data;
+    HANDLE h = FindFirstFileW((dir.wide() + L"/*").c_str(), &data);
+    ASSERT_NE(h, INVALID_HANDLE_VALUE);
+    std::wstring found;
+    do
+      if (std::wcscmp(data.cFileName, L".") != 0 && std::wcscmp(data.cFileName, L"..") != 0) found = data.cFileName;
+    while (FindNextFileW(h, &data));
+    FindClose(h);
+    EXPECT_EQ(found, row.listed);
+
+    const std::wstring path = dir.wide() + L"\\" + found;
+    EXPECT_EQ(GetFileAttributesW(path.c_str()), FILE_ATTRIBUTE_ARCHIVE);
+    h = FindFirstFileW(path.c_str(), &data);
+    ASSERT_NE(h, INVALID_HANDLE_VALUE) << "the name itself as a pattern";
+    EXPECT_EQ(std::wstring(data.cFileName), found);
+    FindClose(h);
+    HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    char buffer[8] = {};
+    DWORD got = 0;
+    EXPECT_TRUE(ReadFile(file, buffer, sizeof buffer, &got, nullptr));
+    EXPECT_EQ(std::string(buffer, got), "data");
+    CloseHandle(file);
+    const std::wstring moved = path + L"2";
+    EXPECT_TRUE(MoveFileW(path.c_str(), moved.c_str()));
+    EXPECT_TRUE(dir.exists(std::string(row.onDisk) + "2"));
+    EXPECT_TRUE(DeleteFileW(moved.c_str()));
+    EXPECT_FALSE(dir.exists(std::string(row.onDisk) + "2"));
+  }
+
+  // A directory that holds a backslash, as the current directory.
+  ScratchDirectory dir;
+  std::filesystem::create_directory(dir.path("x\\y"));
+  InDirectory in(dir.path("x\\y"));
+  wchar_t current[1024];
+  ASSERT_GT(GetCurrentDirectoryW(1024, current), 0u);
+  EXPECT_EQ(std::wstring(current), dir.wide() + L"/x\uF05Cy");
+  EXPECT_TRUE(SetCurrentDirectoryW(current));
+  dir.write("x\\y/f.txt", "f");
+  EXPECT_EQ(GetFileAttributesW((std::wstring(current) + L"\\f.txt").c_str()), FILE_ATTRIBUTE_ARCHIVE);
+  wchar_t full[1024];
+  ASSERT_GT(GetFullPathNameW(L"f.txt", 1024, full, nullptr), 0u);
+  EXPECT_EQ(GetFileAttributesW(full), FILE_ATTRIBUTE_ARCHIVE);
+
+  // A UTF-16 surrogate pair in wide text names the character it encodes.
+  dir.write("\xF0\x9F\x98\x80.txt", "s");
+  const wchar_t pair[] = {0xD83D, 0xDE00, L'.', L't', L'x', L't', 0};
+  EXPECT_EQ(GetFileAttributesW((dir.wide() + L"/" + pair).c_str()), FILE_ATTRIBUTE_ARCHIVE);
+}

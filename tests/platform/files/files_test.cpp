@@ -2,10 +2,13 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <qnlith/win32.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
+#include <new>
 
 #include "../../../platform/files/files.h"
 #include "support/scratch.h"
@@ -93,96 +96,107 @@ class Child {
 
 }  // namespace
 
+// One row per documented answer of a disposition. `before` is the file's
+// content, or null when there is none; `after` is what it holds afterwards
+// (null: still absent). An error of ~0 isn't looked at.
 TEST(CreateFile, DispositionsOnNewAndExistingFiles) {
-  ScratchDirectory dir;
-  const std::wstring name = dir.wide("a.txt");
+  constexpr DWORD Any = ~0u;
+  struct Row {
+    const char* name;
+    const char* before;
+    DWORD access, share, disposition;
+    bool opens;
+    DWORD error;
+    const char* after;
+  } rows[] = {
+      {"a.txt", nullptr, ReadWrite, 0, CREATE_NEW, true, 0, ""},  // a created file leaves no error
+      {"a.txt", "hello", ReadWrite, 0, CREATE_NEW, false, ERROR_FILE_EXISTS, "hello"},
+      {"a.txt", "hello", Read, 0, OPEN_ALWAYS, true, ERROR_ALREADY_EXISTS, "hello"},  // keeps the contents
+      {"a.txt", "hello", Read, 0, CREATE_ALWAYS, true, ERROR_ALREADY_EXISTS, ""},  // even through a read handle
+      {"a.txt", "again", Write, 0, TRUNCATE_EXISTING, true, Any, ""},
+      {"a.txt", "hello", Read, 0, TRUNCATE_EXISTING, false, ERROR_INVALID_PARAMETER, "hello"},  // needs write
+      {"missing", nullptr, Read, 0, OPEN_EXISTING, false, ERROR_FILE_NOT_FOUND, nullptr},
+      {"missing", nullptr, Write, 0, TRUNCATE_EXISTING, false, ERROR_FILE_NOT_FOUND, nullptr},
+      {"nodir/x", nullptr, Read, 0, OPEN_EXISTING, false, ERROR_PATH_NOT_FOUND, nullptr},
+      {"nodir/x", nullptr, ReadWrite, 0, CREATE_ALWAYS, false, ERROR_PATH_NOT_FOUND, nullptr},
+      {"b.txt", nullptr, ReadWrite, 0, OPEN_ALWAYS, true, 0, ""},
+      {"a.txt", "hello", Read, 0, 0, false, ERROR_INVALID_PARAMETER, "hello"},
+      {"a.txt", "hello", Read, 8, OPEN_EXISTING, false, ERROR_INVALID_PARAMETER, "hello"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(testing::Message() << row.name << (row.before ? " existing" : " absent") << ", disposition "
+                                    << row.disposition << ", access " << std::hex << row.access);
+    ScratchDirectory dir;
+    if (row.before != nullptr) dir.write(row.name, row.before);
+    SetLastError(1234);
+    HANDLE h = open(dir.wide(row.name), row.access, row.share, row.disposition);
+    EXPECT_EQ(h != INVALID_HANDLE_VALUE, row.opens);
+    if (row.error != Any) {
+      EXPECT_EQ(error(), row.error);
+    }
+    if (h != INVALID_HANDLE_VALUE) {
+      if (row.access & GENERIC_READ) {
+        EXPECT_EQ(readAll(h), row.after);
+      }
+      CloseHandle(h);
+    }
+    EXPECT_EQ(dir.exists(row.name), row.after != nullptr);
+    if (row.after != nullptr) {
+      EXPECT_EQ(dir.read(row.name), row.after);
+    }
+    EXPECT_FALSE(dir.exists("nodir"));
+  }
 
-  SetLastError(1234);
-  HANDLE h = open(name, ReadWrite, 0, CREATE_NEW);
+  ScratchDirectory dir;
+  HANDLE h = open(dir.wide("a.txt"), ReadWrite, 0, CREATE_NEW);
   ASSERT_NE(h, INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), 0u) << "a created file leaves no error";
   EXPECT_TRUE(writeText(h, "hello"));
   EXPECT_TRUE(CloseHandle(h));
-
-  EXPECT_EQ(open(name, ReadWrite, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_FILE_EXISTS));
-
-  h = open(name, Read, 0, OPEN_ALWAYS);
-  ASSERT_NE(h, INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
-  EXPECT_EQ(readAll(h), "hello") << "OPEN_ALWAYS keeps the contents";
-  CloseHandle(h);
-
-  h = open(name, Read, 0, CREATE_ALWAYS);
-  ASSERT_NE(h, INVALID_HANDLE_VALUE) << "CREATE_ALWAYS replaces even through a read-only handle";
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
-  EXPECT_EQ(GetFileSize(h, nullptr), 0u);
-  CloseHandle(h);
-
-  dir.write("a.txt", "again");
-  h = open(name, Write, 0, TRUNCATE_EXISTING);
-  ASSERT_NE(h, INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetFileSize(h, nullptr), 0u);
-  CloseHandle(h);
-  EXPECT_EQ(open(name, Read, 0, TRUNCATE_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_INVALID_PARAMETER)) << "truncation needs write access";
-
-  EXPECT_EQ(open(dir.wide("missing"), Read, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
-  EXPECT_EQ(open(dir.wide("missing"), Write, 0, TRUNCATE_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
-  EXPECT_EQ(open(dir.wide("nodir/x"), Read, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
-  EXPECT_EQ(open(dir.wide("nodir/x"), ReadWrite, 0, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
-  EXPECT_FALSE(dir.exists("nodir"));
-
-  SetLastError(1234);
-  h = open(dir.wide("b.txt"), ReadWrite, 0, OPEN_ALWAYS);
-  ASSERT_NE(h, INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), 0u);
-  CloseHandle(h);
-  EXPECT_TRUE(dir.exists("b.txt"));
-
-  EXPECT_EQ(open(name, Read, 0, 0), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
-  EXPECT_EQ(open(name, Read, 8, OPEN_EXISTING), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+  EXPECT_EQ(dir.read("a.txt"), "hello");
 }
 
+// Paths as the layer takes them, one row per documented answer. Long paths
+// are taken, as by a process that opted into them; a name is at most 255
+// characters and a path at most 32,767.
 TEST(CreateFile, BackslashesSeparateAndBadNamesFail) {
   ScratchDirectory dir;
   std::filesystem::create_directory(dir.path("sub"));
   dir.write("sub/x.txt", "x");
-  std::wstring path = dir.wide() + L"\\sub\\x.txt";
-  HANDLE h = open(path, Read, 0, OPEN_EXISTING);
-  ASSERT_NE(h, INVALID_HANDLE_VALUE);
-  EXPECT_EQ(readAll(h), "x");
-  CloseHandle(h);
-
-  h = open(dir.wide() + L"\\sub\\..\\sub\\.\\x.txt.", Read, 0, OPEN_EXISTING);
-  ASSERT_NE(h, INVALID_HANDLE_VALUE) << "dots resolve and a trailing dot goes, as in Win32";
-  CloseHandle(h);
-
-  EXPECT_EQ(open(dir.wide() + L"\\gone\\x.txt", ReadWrite, 0, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
-
+  const std::wstring deep = L"/" + std::wstring(200, L'd');
+  ASSERT_TRUE(CreateDirectoryW((dir.wide() + deep).c_str(), nullptr));
+  const std::wstring longName = deep + L"\\" + std::wstring(255, L'n');
+  struct Row {
+    const wchar_t* why;
+    std::wstring inDirectory;  // appended to the scratch directory
+    DWORD access, disposition;
+    DWORD error;  // 0: the open succeeds
+  } rows[] = {
+      {L"backslashes separate", L"\\sub\\x.txt", Read, OPEN_EXISTING, 0},
+      {L"dots resolve, a trailing dot goes", L"\\sub\\..\\sub\\.\\x.txt.", Read, OPEN_EXISTING, 0},
+      {L"a missing directory", L"\\gone\\x.txt", ReadWrite, CREATE_ALWAYS, ERROR_PATH_NOT_FOUND},
+      {L"a wildcard", L"\\a*.txt", ReadWrite, CREATE_ALWAYS, ERROR_INVALID_NAME},
+      {L"beyond MAX_PATH, a name of 255", longName, ReadWrite, CREATE_NEW, 0},
+      {L"a name of 256", longName + L"n", ReadWrite, CREATE_NEW, ERROR_FILENAME_EXCED_RANGE},
+      {L"a path beyond 32,767", L"/" + std::wstring(32767, L'x'), ReadWrite, CREATE_NEW, ERROR_FILENAME_EXCED_RANGE},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.why);
+    HANDLE h = open(dir.wide() + row.inDirectory, row.access, 0, row.disposition);
+    if (row.error == 0) {
+      ASSERT_NE(h, INVALID_HANDLE_VALUE) << error();
+      if (row.access == Read) {
+        EXPECT_EQ(readAll(h), "x");
+      }
+      CloseHandle(h);
+    } else {
+      EXPECT_EQ(h, INVALID_HANDLE_VALUE);
+      EXPECT_EQ(error(), row.error);
+    }
+  }
   EXPECT_EQ(CreateFileW(nullptr, Read, 0, nullptr, OPEN_EXISTING, 0, nullptr), INVALID_HANDLE_VALUE);
   EXPECT_EQ(error(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
   EXPECT_EQ(open(L"", Read, 0, OPEN_EXISTING), INVALID_HANDLE_VALUE);
   EXPECT_EQ(error(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
-  EXPECT_EQ(open(dir.wide("a*.txt"), ReadWrite, 0, CREATE_ALWAYS), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_INVALID_NAME));
-
-  const std::wstring base = dir.wide() + L"/";
-  const std::wstring fits = base + std::wstring(MAX_PATH - 1 - base.size(), L'n');
-  h = open(fits, ReadWrite, 0, CREATE_NEW);
-  if (fits.size() - base.size() <= 255) {
-    ASSERT_NE(h, INVALID_HANDLE_VALUE) << "259 characters are allowed";
-    CloseHandle(h);
-  }
-  EXPECT_EQ(open(fits + L"n", ReadWrite, 0, CREATE_NEW), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_FILENAME_EXCED_RANGE));
 }
 
 TEST(CreateFile, DirectoriesNeedBackupSemantics) {
@@ -339,6 +353,65 @@ TEST(ShareMode, HoldsBetweenProcesses) {
   EXPECT_NE(h, INVALID_HANDLE_VALUE) << "the first child's handle went with it";
   EXPECT_FALSE(child.run()) << "the parent's exclusive handle keeps another process out";
   CloseHandle(h);
+}
+
+// Two processes open one file without sharing at the same instant (both
+// spin at a barrier in shared memory, then open), round after round:
+// exactly one gets it each time.
+TEST(ShareMode, TwoProcessesRacingForOneFileNeverBothWin) {
+  ScratchDirectory dir;
+  dir.write("race.bin", "data");
+  const std::wstring name = dir.wide("race.bin");
+  constexpr int Rounds = 200;
+  struct Shared {
+    std::atomic<int> arrived;
+    std::atomic<int> answered;
+    std::atomic<int> closed;
+    std::atomic<int> tallied;
+    std::atomic<char> got[2];
+  };
+  void* memory = ::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(memory, MAP_FAILED);
+  auto* shared = new (memory) Shared{};
+  pid_t pids[2];
+  for (int c = 0; c < 2; ++c) {
+    pids[c] = ::fork();
+    if (pids[c] == 0) {
+      for (int round = 1; round <= Rounds; ++round) {
+        shared->arrived.fetch_add(1);
+        while (shared->arrived.load() < 2 * round) {
+        }
+        HANDLE held = open(name, c == 0 ? Read : ReadWrite, 0, OPEN_EXISTING);
+        shared->got[c] = held != INVALID_HANDLE_VALUE ? 'y' : GetLastError() == ERROR_SHARING_VIOLATION ? 'n' : 'e';
+        shared->answered.fetch_add(1);
+        while (shared->answered.load() < 2 * round) {
+        }
+        if (held != INVALID_HANDLE_VALUE) CloseHandle(held);
+        shared->closed.fetch_add(1);
+        while (shared->closed.load() < 2 * round) {
+        }
+        while (shared->tallied.load() < round) {  // the parent reads the round before the next starts
+        }
+      }
+      ::_exit(0);
+    }
+  }
+  int winners[3] = {}, errors = 0;
+  for (int round = 1; round <= Rounds; ++round) {
+    while (shared->answered.load() < 2 * round) {
+    }
+    ++winners[(shared->got[0] == 'y') + (shared->got[1] == 'y')];
+    errors += shared->got[0] == 'e' || shared->got[1] == 'e';
+    shared->tallied.store(round);
+  }
+  for (pid_t pid : pids) {
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+  }
+  ::munmap(memory, sizeof(Shared));
+  EXPECT_EQ(winners[2], 0) << "rounds with two winners, of " << Rounds;
+  EXPECT_EQ(winners[0], 0) << "rounds without a winner, of " << Rounds;
+  EXPECT_EQ(errors, 0);
 }
 
 TEST(ReadWrite, ShortReadsEndOfFileAndOffsets) {
@@ -520,6 +593,62 @@ TEST(LockFile, ExcludesOtherHandlesAtOnce) {
   EXPECT_TRUE(LockFile(a, 20, 0, 10, 0));
   EXPECT_TRUE(LockFile(a, 0, 1, 10, 0)) << "a region beyond 4 GiB and beyond the end";
   CloseHandle(a);
+}
+
+// A zero-length lock at n stands between bytes n - 1 and n: it excludes
+// every region holding both, and a zero-length lock strictly inside a
+// locked region is refused; {0, 0} conflicts with nothing.
+TEST(LockFile, ZeroLengthLocksAreLocks) {
+  ScratchDirectory dir;
+  dir.write("a.bin", std::string(200, 'x'));
+  const std::wstring name = dir.wide("a.bin");
+  const DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE;
+  struct Row {
+    DWORD heldOffset, heldLength, offset, length;
+    bool granted;
+  } rows[] = {
+      {100, 0, 98, 4, false},  {100, 0, 99, 2, false},  {100, 0, 90, 10, true}, {100, 0, 100, 5, true},
+      {100, 0, 100, 0, true},  {100, 0, 0, 0, true},    {90, 10, 95, 0, false}, {90, 10, 90, 0, true},
+      {90, 10, 100, 0, true},  {0, 0, 0, 10, true},     {0, 0, 0, 0, true},     {90, 10, 0, 0, true},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(testing::Message() << "held {" << row.heldOffset << ", " << row.heldLength << "}, asked {"
+                                    << row.offset << ", " << row.length << "}");
+    HANDLE a = open(name, ReadWrite, share, OPEN_EXISTING);
+    HANDLE b = open(name, ReadWrite, share, OPEN_EXISTING);
+    ASSERT_TRUE(LockFile(a, row.heldOffset, 0, row.heldLength, 0));
+    EXPECT_EQ(LockFile(b, row.offset, 0, row.length, 0) != FALSE, row.granted);
+    if (row.granted) {
+      EXPECT_TRUE(UnlockFile(b, row.offset, 0, row.length, 0));
+    } else {
+      EXPECT_EQ(error(), static_cast<DWORD>(ERROR_LOCK_VIOLATION));
+    }
+    EXPECT_TRUE(UnlockFile(a, row.heldOffset, 0, row.heldLength, 0));
+    CloseHandle(a);
+    CloseHandle(b);
+  }
+
+  HANDLE h = open(name, ReadWrite, share, OPEN_EXISTING);
+  HANDLE other = open(name, ReadWrite, share, OPEN_EXISTING);
+  ASSERT_TRUE(LockFile(h, 100, 0, 0, 0));
+  EXPECT_FALSE(LockFile(h, 98, 0, 4, 0)) << "the holder is excluded too";
+  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_LOCK_VIOLATION));
+  EXPECT_TRUE(LockFile(h, 90, 0, 10, 0));
+  EXPECT_TRUE(UnlockFile(h, 90, 0, 10, 0));
+  char buffer[4];
+  DWORD done = 0;
+  OVERLAPPED at{};
+  at.Offset = 98;
+  EXPECT_FALSE(ReadFile(other, buffer, 4, &done, &at)) << "a read across it is refused";
+  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_LOCK_VIOLATION));
+  at.Offset = 96;
+  EXPECT_TRUE(ReadFile(other, buffer, 4, &done, &at));
+  EXPECT_FALSE(UnlockFile(h, 100, 0, 1, 0));
+  EXPECT_EQ(error(), static_cast<DWORD>(ERROR_NOT_LOCKED));
+  EXPECT_TRUE(UnlockFile(h, 100, 0, 0, 0));
+  EXPECT_TRUE(LockFile(other, 98, 0, 4, 0));
+  CloseHandle(h);
+  CloseHandle(other);
 }
 
 TEST(LockFile, ExcludesOtherProcesses) {
