@@ -98,12 +98,11 @@ void ResourceLockScope(benchmark::State& state) {
   }
 }
 
-// Two threads taking one lock in turn as fast as they can; real time per
-// lock and unlock of either thread.
+// The same two threads on a mutex, against PthreadMutexContended.
 cMutexSemaphore* sharedMutex = nullptr;
-pthread_mutex_t sharedPthreadMutex = PTHREAD_MUTEX_INITIALIZER;
 
 void MutexSemaphoreContended(benchmark::State& state) {
+  PinnedThread pinned(state.thread_index());
   if (state.thread_index() == 0) sharedMutex = new cMutexSemaphore;
   for (auto _ : state) {
     sharedMutex->wait(0xFFFFFFFF);
@@ -112,13 +111,6 @@ void MutexSemaphoreContended(benchmark::State& state) {
   if (state.thread_index() == 0) {
     delete sharedMutex;
     sharedMutex = nullptr;
-  }
-}
-
-void PthreadMutexContended(benchmark::State& state) {
-  for (auto _ : state) {
-    pthread_mutex_lock(&sharedPthreadMutex);
-    pthread_mutex_unlock(&sharedPthreadMutex);
   }
 }
 
@@ -171,7 +163,6 @@ BENCHMARK(MutexSemaphoreWaitRelease);
 BENCHMARK(PthreadRecursiveMutexLockUnlock);
 BENCHMARK(ResourceLockScope);
 BENCHMARK(MutexSemaphoreContended)->Threads(2)->UseRealTime();
-BENCHMARK(PthreadMutexContended)->Threads(2)->UseRealTime();
 BENCHMARK(EventPingPong)->UseRealTime();
 BENCHMARK(BinarySemaphorePingPong)->UseRealTime();
 
