@@ -1,6 +1,6 @@
 #include <qnlith/concurrency/cResourceLock.h>
 
-cResourceLock::cResourceLock(cMutexSemaphore& mutex) : mutex(mutex), released(true) { acquire(0xFFFFFFFF); }
+cResourceLock::cResourceLock(cMutexSemaphore& mutex) : mutex(mutex), released(true) { acquire(INFINITE); }
 
 cResourceLock::~cResourceLock() {
   if (!released) release();

@@ -10,6 +10,8 @@
 
 namespace {
 const DWORD ThreadNameException = 0x406D1388;
+// The first word of that exception's record: the record's type.
+const ULONG_PTR ThreadNameRecordType = 0x1000;
 }  // namespace
 
 DWORD cThreadStartProc(void* parameter) {
@@ -86,7 +88,7 @@ DWORD cThread::id() const { return m_nThreadID; }
 
 void cThread::setThreadName(const cString& name) {
   char* narrowName = name.asChar();
-  const ULONG_PTR record[4] = {0x1000, reinterpret_cast<ULONG_PTR>(narrowName), m_nThreadID, 0};
+  const ULONG_PTR record[4] = {ThreadNameRecordType, reinterpret_cast<ULONG_PTR>(narrowName), m_nThreadID, 0};
   // The platform takes this code as a debugger does: it names the thread and
   // execution continues behind the raise, unseen by the translator.
   RaiseException(ThreadNameException, 0, 4, record);

@@ -10,24 +10,35 @@
 
 namespace {
 
+// The fields of the open-flags word; every other bit is ignored.
+constexpr DWORD OpenWrite = 0x1;          // write alone, unless OpenReadWrite
+constexpr DWORD OpenReadWrite = 0x2;      // read and write
+constexpr DWORD ShareField = 0x70;        // one of the Share values below
+constexpr DWORD ShareRead = 0x20;
+constexpr DWORD ShareWrite = 0x30;
+constexpr DWORD ShareReadWrite = 0x40;
+constexpr DWORD NotInherited = 0x80;      // the handle is not inheritable
+constexpr DWORD Create = 0x1000;          // create the file if missing
+constexpr DWORD KeepContents = 0x2000;    // with Create: an existing file keeps its contents
+
 DWORD accessOf(DWORD flags) {
-  if (flags & 0x2) return GENERIC_READ | GENERIC_WRITE;
-  if (flags & 0x1) return GENERIC_WRITE;
+  if (flags & OpenReadWrite) return GENERIC_READ | GENERIC_WRITE;
+  if (flags & OpenWrite) return GENERIC_WRITE;
   return GENERIC_READ;
 }
 
 DWORD shareModeOf(DWORD flags) {
-  switch (flags & 0x70) {
-    case 0x20: return FILE_SHARE_READ;
-    case 0x30: return FILE_SHARE_WRITE;
-    case 0x40: return FILE_SHARE_READ | FILE_SHARE_WRITE;
+  switch (flags & ShareField) {
+    case ShareRead: return FILE_SHARE_READ;
+    case ShareWrite: return FILE_SHARE_WRITE;
+    case ShareReadWrite: return FILE_SHARE_READ | FILE_SHARE_WRITE;
     default: return 0;
   }
 }
 
 DWORD dispositionOf(DWORD flags) {
-  if (!(flags & 0x1000)) return OPEN_EXISTING;
-  return (flags & 0x2000) ? OPEN_ALWAYS : CREATE_ALWAYS;
+  if (!(flags & Create)) return OPEN_EXISTING;
+  return (flags & KeepContents) ? OPEN_ALWAYS : CREATE_ALWAYS;
 }
 
 // A cTime as a FILETIME of its local calendar fields, with no step back to
@@ -83,7 +94,7 @@ bool cFile::open(const cString& name, DWORD flags) {
   SECURITY_ATTRIBUTES security;
   security.nLength = 12;
   security.lpSecurityDescriptor = nullptr;
-  security.bInheritHandle = (flags & 0x80) ? 0 : 1;
+  security.bInheritHandle = (flags & NotInherited) ? 0 : 1;
   fileHandle = CreateFileW(name.c_str(), access, shareMode, &security, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (fileHandle == INVALID_HANDLE_VALUE) return failedOpen();
   return updateStatus();

@@ -7,9 +7,10 @@
 
 namespace {
 
-constexpr REGSAM ReadWrite = 0x2001F;  // KEY_READ | KEY_WRITE
-constexpr REGSAM AllAccess = 0xF003F;  // KEY_ALL_ACCESS
-constexpr REGSAM ReadOnly = 0x20019;   // KEY_READ
+constexpr REGSAM ReadWrite = KEY_READ | KEY_WRITE;  // 0x2001F
+constexpr REGSAM AllAccess = KEY_ALL_ACCESS;  // 0xF003F
+constexpr REGSAM ReadOnly = KEY_READ;  // 0x20019
+static_assert(ReadWrite == 0x2001F && AllAccess == 0xF003F && ReadOnly == 0x20019);
 
 // The longest text a string read delivers, in characters.
 constexpr DWORD MaxTextLength = 2047;
