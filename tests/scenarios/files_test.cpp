@@ -15,9 +15,11 @@
 #include <atomic>
 #include <cstring>
 #include <cwchar>
+#include <memory>
 #include <new>
 #include <vector>
 
+#include "support/process_race.h"
 #include "support/scratch.h"
 
 namespace {
@@ -278,44 +280,13 @@ TEST(FilesScenario, TwoProcessesOpenOneFileAtOnce) {
   scratch.write("shared.dat", "x");
   const cString name(scratch.wide("shared.dat").c_str());
   constexpr int Rounds = 200;
-  struct Shared {
-    std::atomic<int> arrived, answered, tallied;
-    std::atomic<char> got[2];
-  };
-  void* memory = ::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  ASSERT_NE(memory, MAP_FAILED);
-  auto* shared = new (memory) Shared{};
-  pid_t pids[2];
-  for (int c = 0; c < 2; ++c) {
-    pids[c] = ::fork();
-    if (pids[c] == 0) {
-      for (int round = 1; round <= Rounds; ++round) {
-        shared->arrived.fetch_add(1);
-        while (shared->arrived.load() < 2 * round) {
-        }
-        cFile file;
-        shared->got[c] = file.open(name, c == 0 ? 0x12 : 0x10) ? 'y' : 'n';
-        shared->answered.fetch_add(1);
-        while (shared->tallied.load() < round) {  // both hold what they got until the parent has counted
-        }
-        if (file.isOpen()) file.close();
-      }
-      ::_exit(0);
-    }
-  }
-  int winners[3] = {};
-  for (int round = 1; round <= Rounds; ++round) {
-    while (shared->answered.load() < 2 * round) {
-    }
-    ++winners[(shared->got[0] == 'y') + (shared->got[1] == 'y')];
-    shared->tallied.store(round);
-  }
-  for (pid_t pid : pids) {
-    int status = 0;
-    ::waitpid(pid, &status, 0);
-  }
-  ::munmap(memory, sizeof(Shared));
-  EXPECT_EQ(winners[1], Rounds) << winners[0] << " rounds without a winner, " << winners[2] << " with two";
+  const RaceTally tally = raceTwoProcesses(Rounds, [&](int child, char& got) {
+    auto file = std::make_unique<cFile>();
+    got = file->open(name, child == 0 ? 0x12 : 0x10) ? 'y' : 'n';
+    return file;
+  });
+  EXPECT_EQ(tally.winners[1], Rounds) << tally.winners[0] << " rounds without a winner, " << tally.winners[2]
+                                      << " with two";
 }
 
 // The byte and character counts of the other calls that take a buffer:

@@ -11,6 +11,7 @@
 #include <new>
 
 #include "../../../platform/files/files.h"
+#include "support/process_race.h"
 #include "support/scratch.h"
 
 namespace {
@@ -363,55 +364,22 @@ TEST(ShareMode, TwoProcessesRacingForOneFileNeverBothWin) {
   dir.write("race.bin", "data");
   const std::wstring name = dir.wide("race.bin");
   constexpr int Rounds = 200;
-  struct Shared {
-    std::atomic<int> arrived;
-    std::atomic<int> answered;
-    std::atomic<int> closed;
-    std::atomic<int> tallied;
-    std::atomic<char> got[2];
+  struct Held {
+    explicit Held(HANDLE handle) : handle(handle) {}
+    Held(const Held&) = delete;
+    ~Held() {
+      if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
+    }
+    HANDLE handle;
   };
-  void* memory = ::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  ASSERT_NE(memory, MAP_FAILED);
-  auto* shared = new (memory) Shared{};
-  pid_t pids[2];
-  for (int c = 0; c < 2; ++c) {
-    pids[c] = ::fork();
-    if (pids[c] == 0) {
-      for (int round = 1; round <= Rounds; ++round) {
-        shared->arrived.fetch_add(1);
-        while (shared->arrived.load() < 2 * round) {
-        }
-        HANDLE held = open(name, c == 0 ? Read : ReadWrite, 0, OPEN_EXISTING);
-        shared->got[c] = held != INVALID_HANDLE_VALUE ? 'y' : GetLastError() == ERROR_SHARING_VIOLATION ? 'n' : 'e';
-        shared->answered.fetch_add(1);
-        while (shared->answered.load() < 2 * round) {
-        }
-        if (held != INVALID_HANDLE_VALUE) CloseHandle(held);
-        shared->closed.fetch_add(1);
-        while (shared->closed.load() < 2 * round) {
-        }
-        while (shared->tallied.load() < round) {  // the parent reads the round before the next starts
-        }
-      }
-      ::_exit(0);
-    }
-  }
-  int winners[3] = {}, errors = 0;
-  for (int round = 1; round <= Rounds; ++round) {
-    while (shared->answered.load() < 2 * round) {
-    }
-    ++winners[(shared->got[0] == 'y') + (shared->got[1] == 'y')];
-    errors += shared->got[0] == 'e' || shared->got[1] == 'e';
-    shared->tallied.store(round);
-  }
-  for (pid_t pid : pids) {
-    int status = 0;
-    ::waitpid(pid, &status, 0);
-  }
-  ::munmap(memory, sizeof(Shared));
-  EXPECT_EQ(winners[2], 0) << "rounds with two winners, of " << Rounds;
-  EXPECT_EQ(winners[0], 0) << "rounds without a winner, of " << Rounds;
-  EXPECT_EQ(errors, 0);
+  const RaceTally tally = raceTwoProcesses(Rounds, [&](int child, char& got) {
+    const HANDLE handle = open(name, child == 0 ? Read : ReadWrite, 0, OPEN_EXISTING);
+    got = handle != INVALID_HANDLE_VALUE ? 'y' : GetLastError() == ERROR_SHARING_VIOLATION ? 'n' : 'e';
+    return Held(handle);
+  });
+  EXPECT_EQ(tally.winners[2], 0) << "rounds with two winners, of " << Rounds;
+  EXPECT_EQ(tally.winners[0], 0) << "rounds without a winner, of " << Rounds;
+  EXPECT_EQ(tally.errors, 0);
 }
 
 TEST(ReadWrite, ShortReadsEndOfFileAndOffsets) {
