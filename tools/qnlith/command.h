@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 using QnlithArguments = std::vector<std::wstring>;
@@ -32,3 +33,7 @@ int qnlithUsageError(const char* name, const std::wstring& problem);
 // `what`, and false returned, with the exit status in `status`.
 bool qnlithNumber(const char* name, const wchar_t* what, const std::wstring& text, std::int64_t low,
                   std::int64_t high, std::int64_t& value, int& status);
+
+// The unsigned part of that: decimal digits, or 0x and hexadecimal digits,
+// nothing larger than `limit`. A leading 0 is no octal prefix: 010 is ten.
+bool qnlithParseNumber(std::wstring_view text, std::uint64_t limit, std::uint64_t& value);

@@ -91,37 +91,42 @@ int qnlithUsageError(const char* name, const std::wstring& problem) {
   return 2;
 }
 
+bool qnlithParseNumber(std::wstring_view text, std::uint64_t limit, std::uint64_t& value) {
+  unsigned base = 10;
+  if (text.size() > 2 && text[0] == L'0' && (text[1] == L'x' || text[1] == L'X')) {
+    base = 16;
+    text.remove_prefix(2);
+  }
+  if (text.empty()) return false;
+  value = 0;
+  for (wchar_t c : text) {
+    unsigned digit;
+    if (c >= L'0' && c <= L'9')
+      digit = static_cast<unsigned>(c - L'0');
+    else if (base == 16 && c >= L'a' && c <= L'f')
+      digit = static_cast<unsigned>(c - L'a' + 10);
+    else if (base == 16 && c >= L'A' && c <= L'F')
+      digit = static_cast<unsigned>(c - L'A' + 10);
+    else
+      return false;
+    // Checked before it grows, so that no input can wrap it into range.
+    if (value > (limit - digit) / base) return false;
+    value = value * base + digit;
+  }
+  return true;
+}
+
 bool qnlithNumber(const char* name, const wchar_t* what, const std::wstring& text, std::int64_t low,
                   std::int64_t high, std::int64_t& value, int& status) {
-  std::size_t at = 0;
-  const bool negative = !text.empty() && text[0] == L'-';
-  if (negative) ++at;
-  unsigned base = 10;
-  if (text.size() > at + 2 && text[at] == L'0' && (text[at + 1] == L'x' || text[at + 1] == L'X')) {
-    base = 16;
-    at += 2;
-  }
-  // The magnitude is gathered unsigned and stops growing past the widest
-  // bound, so that no input can wrap it into range.
-  const std::uint64_t widest = std::max<std::uint64_t>(static_cast<std::uint64_t>(high < 0 ? 0 : high),
-                                                       low < 0 ? 0 - static_cast<std::uint64_t>(low) : 0);
+  std::wstring_view digits = text;
+  const bool negative = !digits.empty() && digits[0] == L'-';
+  if (negative) digits.remove_prefix(1);
+  const std::uint64_t limit = negative ? (low < 0 ? 0 - static_cast<std::uint64_t>(low) : 0)
+                                       : (high < 0 ? 0 : static_cast<std::uint64_t>(high));
   std::uint64_t magnitude = 0;
-  bool digits = at < text.size(), tooLarge = false;
-  for (; at < text.size() && digits; ++at) {
-    const wchar_t c = text[at];
-    unsigned digit;
-    if (c >= L'0' && c <= L'9') digit = static_cast<unsigned>(c - L'0');
-    else if (base == 16 && c >= L'a' && c <= L'f') digit = static_cast<unsigned>(c - L'a' + 10);
-    else if (base == 16 && c >= L'A' && c <= L'F') digit = static_cast<unsigned>(c - L'A' + 10);
-    else digits = false;
-    if (digits && !tooLarge) {
-      magnitude = magnitude * base + digit;
-      tooLarge = magnitude > widest;
-    }
-  }
-  bool inRange = digits && !tooLarge && !(negative && low >= 0);
+  bool inRange = (!negative || low < 0) && qnlithParseNumber(digits, limit, magnitude);
   if (inRange) {
-    value = negative ? -static_cast<std::int64_t>(magnitude) : static_cast<std::int64_t>(magnitude);
+    value = static_cast<std::int64_t>(negative ? 0 - magnitude : magnitude);
     inRange = value >= low && value <= high;
   }
   if (inRange) return true;

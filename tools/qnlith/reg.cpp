@@ -179,33 +179,6 @@ int query(const QnlithArguments& a) {
   return 0;
 }
 
-// A number as the command line gives it: decimal digits, or 0x and
-// hexadecimal digits; no sign, no spaces, nothing larger than `limit`.
-// (A leading 0 is no octal prefix: 010 is ten.)
-bool parseNumber(std::wstring_view text, std::uint64_t limit, std::uint64_t& value) {
-  unsigned base = 10;
-  if (text.size() > 2 && text[0] == L'0' && (text[1] == L'x' || text[1] == L'X')) {
-    base = 16;
-    text.remove_prefix(2);
-  }
-  if (text.empty()) return false;
-  value = 0;
-  for (wchar_t c : text) {
-    unsigned digit;
-    if (c >= L'0' && c <= L'9')
-      digit = static_cast<unsigned>(c - L'0');
-    else if (base == 16 && c >= L'a' && c <= L'f')
-      digit = static_cast<unsigned>(c - L'a' + 10);
-    else if (base == 16 && c >= L'A' && c <= L'F')
-      digit = static_cast<unsigned>(c - L'A' + 10);
-    else
-      return false;
-    if (value > (limit - digit) / base) return false;
-    value = value * base + digit;
-  }
-  return true;
-}
-
 // The bytes of a value given on the command line; the problem with them,
 // or an empty text.
 std::wstring valueFromArguments(const QnlithArguments& a, DWORD& type, std::string& bytes) {
@@ -220,7 +193,7 @@ std::wstring valueFromArguments(const QnlithArguments& a, DWORD& type, std::stri
     const std::wstring range = std::wstring(type) + L" takes one number from 0 to " + std::to_wstring(limit) +
                                L", in decimal or as 0x and hexadecimal digits";
     if (a.size() != 5) return range;
-    if (!parseNumber(a[4], limit, value)) return range + L", not " + a[4];
+    if (!qnlithParseNumber(a[4], limit, value)) return range + L", not " + a[4];
     return L"";
   };
   std::uint64_t value = 0;
