@@ -262,6 +262,22 @@ struct Walk {
   std::int64_t changes = -1;
 };
 
+using Walks = std::unordered_map<KeyId, Walk>;
+
+// The walk of `key` that the call for `index` goes on from, if the last
+// call gave index - 1 and the store is still as it was then; null otherwise.
+const Walk* walkToGoOn(const Walks& walks, KeyId key, DWORD index, const Walk& now) {
+  const auto last = walks.find(key);
+  if (last == walks.end() || index == 0 || last->second.index != index - 1) return nullptr;
+  return last->second.version == now.version && last->second.changes == now.changes ? &last->second : nullptr;
+}
+
+// Keeps where a walk stopped, for at most RememberedWalks keys at a time.
+void rememberWalk(Walks& walks, KeyId key, Walk now) {
+  if (walks.size() >= RememberedWalks && walks.find(key) == walks.end()) walks.clear();
+  walks[key] = std::move(now);
+}
+
 }  // namespace
 
 struct Store::Connection {
@@ -274,7 +290,7 @@ struct Store::Connection {
   int writers = -1;
   sqlite3_stmt* statements[StatementCount] = {};
   // Where the last walks of keys' subkeys and values stopped.
-  std::unordered_map<KeyId, Walk> keyWalks, valueWalks;
+  Walks keyWalks, valueWalks;
   // The last counts of keys, with the store's state they hold for.
   struct Counted {
     std::int64_t version, changes;
@@ -608,13 +624,11 @@ LONG Store::enumKey(KeyId key, DWORD index, std::string& name) {
   if (LONG e = keyState(*c, key, ERROR_SUCCESS); e != ERROR_SUCCESS) return e;
   Walk now;
   if (!stamp(*c, now.version, now.changes)) return ERROR_REGISTRY_IO_FAILED;
-  auto last = c->keyWalks.find(key);
-  const bool goOn = last != c->keyWalks.end() && index > 0 && last->second.index == index - 1 &&
-                    last->second.version == now.version && last->second.changes == now.changes;
-  const std::string after = goOn ? last->second.fold : std::string();
-  Query q = goOn ? c->query(NextChild) : c->query(NthChild);
+  const Walk* last = walkToGoOn(c->keyWalks, key, index, now);
+  const std::string after = last != nullptr ? last->fold : std::string();
+  Query q = last != nullptr ? c->query(NextChild) : c->query(NthChild);
   q.bind(1, key);
-  if (goOn)
+  if (last != nullptr)
     q.bind(2, std::string_view(after));
   else
     q.bind(2, std::int64_t{index});
@@ -623,8 +637,7 @@ LONG Store::enumKey(KeyId key, DWORD index, std::string& name) {
   name = q.text(0);
   now.index = index;
   now.fold = q.text(1);
-  if (last == c->keyWalks.end() && c->keyWalks.size() >= RememberedWalks) c->keyWalks.clear();
-  c->keyWalks[key] = std::move(now);
+  rememberWalk(c->keyWalks, key, std::move(now));
   return t.commit();
 }
 
@@ -637,11 +650,9 @@ LONG Store::enumValue(KeyId key, DWORD index, std::string& name, DWORD& type, st
   if (LONG e = keyState(*c, key, ERROR_SUCCESS); e != ERROR_SUCCESS) return e;
   Walk now;
   if (!stamp(*c, now.version, now.changes)) return ERROR_REGISTRY_IO_FAILED;
-  auto last = c->valueWalks.find(key);
-  const bool goOn = last != c->valueWalks.end() && index > 0 && last->second.index == index - 1 &&
-                    last->second.version == now.version && last->second.changes == now.changes;
-  Query q = goOn ? c->query(NextValue) : c->query(NthValue);
-  q.bind(1, key).bind(2, goOn ? last->second.id : std::int64_t{index});
+  const Walk* last = walkToGoOn(c->valueWalks, key, index, now);
+  Query q = last != nullptr ? c->query(NextValue) : c->query(NthValue);
+  q.bind(1, key).bind(2, last != nullptr ? last->id : std::int64_t{index});
   const int rc = q.step();
   if (rc != SQLITE_ROW) return rc == SQLITE_DONE ? ERROR_NO_MORE_ITEMS : errorFromSqlite(rc);
   name = q.text(0);
@@ -649,8 +660,7 @@ LONG Store::enumValue(KeyId key, DWORD index, std::string& name, DWORD& type, st
   q.blob(2, data);
   now.index = index;
   now.id = q.integer(3);
-  if (last == c->valueWalks.end() && c->valueWalks.size() >= RememberedWalks) c->valueWalks.clear();
-  c->valueWalks[key] = std::move(now);
+  rememberWalk(c->valueWalks, key, std::move(now));
   return t.commit();
 }
 
