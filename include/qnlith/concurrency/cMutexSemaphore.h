@@ -26,6 +26,7 @@ class QNLITH_API cMutexSemaphore {
   bool wait(DWORD milliseconds);
 
  private:
+  friend class cResourceLock;  // takes and gives back the handle itself
   bool waitForEventOrMsg(DWORD milliseconds);
 
  protected:
