@@ -167,9 +167,7 @@ KernelObject* HandleTable::borrow(HANDLE handle, std::shared_ptr<KernelObject>& 
   auto& entry = threadState().cache[d.index % ThreadState::CacheSize];
   if (slot->tag.load(std::memory_order_acquire) != d.openTag) {
     if (entry.handle == handle) {
-      entry.handle = nullptr;
-      entry.raw = nullptr;
-      entry.object.reset();
+      entry = ThreadState::CachedHandle{};
     }
     invalid();
     return nullptr;
@@ -221,9 +219,7 @@ BOOL HandleTable::close(HANDLE handle) {
   if (ThreadState* state = existingThreadState()) {
     auto& entry = state->cache[d.index % ThreadState::CacheSize];
     if (entry.handle == handle) {
-      entry.handle = nullptr;
-      entry.raw = nullptr;
-      entry.object.reset();
+      entry = ThreadState::CachedHandle{};
     }
   }
   return TRUE;

@@ -112,14 +112,14 @@ class QN_INTERNAL HandleTable {
 };
 
 // The object behind a handle that the calling thread's cache holds and that
-// is still open; null on a miss (nothing is set: the caller goes on to
-// HandleTable::borrow). Valid for as long as a borrowed pointer is.
-inline KernelObject* cachedObject(HANDLE handle, ThreadState& state) {
+// is still open, in `object`; false on a miss (nothing is set: the caller
+// goes on to HandleTable::borrow). Valid for as long as a borrowed pointer is.
+inline bool cachedObject(HANDLE handle, ThreadState& state, KernelObject*& object) {
   const auto& entry = state.cache[(reinterpret_cast<std::uintptr_t>(handle) >> 2) % ThreadState::CacheSize];
-  if (entry.handle != handle || handle == nullptr) return nullptr;
   // A close by any thread moves the slot's tag on; a slot outlives the table's use of it.
-  if (entry.tag->load(std::memory_order_acquire) != entry.openTag) return nullptr;
-  return entry.raw;
+  if (entry.handle != handle || entry.tag->load(std::memory_order_acquire) != entry.openTag) return false;
+  object = entry.raw;
+  return true;
 }
 
 // The objects behind the pseudo handles.

@@ -170,8 +170,8 @@ BOOL WINAPI ReleaseMutex(HANDLE mutex) {
   qn::ThreadState* self = qn::existingThreadState();
   const DWORD tid = qn::knownThreadId();
   if (self != nullptr && tid != 0) {
-    qn::KernelObject* cached = qn::cachedObject(mutex, *self);
-    if (cached != nullptr && cached->kind() == ObjectKind::Mutex) {
+    qn::KernelObject* cached;
+    if (qn::cachedObject(mutex, *self, cached) && cached->kind() == ObjectKind::Mutex) {
       if (!static_cast<qn::Mutex*>(cached)->release(*self, tid)) {
         return qn::failWith(ERROR_NOT_OWNER);
       }

@@ -14,6 +14,8 @@ __thread DWORD threadId __attribute__((tls_model("initial-exec"))) = 0;
 __thread ThreadState* state __attribute__((tls_model("initial-exec"))) = nullptr;
 }  // namespace tls
 
+constinit const std::atomic<std::uint64_t> ThreadState::emptyTagWord{ThreadState::EmptyTag};
+
 namespace {
 
 // A forked child runs on a thread with a new id; its cached id must go.

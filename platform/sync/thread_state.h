@@ -29,10 +29,15 @@ struct ThreadState {
   // `openTag` is what the slot's tag word reads while the handle stays
   // open, so a repeated use checks one word and takes `raw` without
   // touching the reference count (`object` keeps it alive).
+  // An empty entry's tag word never reads its openTag, so a look needs no
+  // test for emptiness; nor does an entry whose handle was closed, since a
+  // slot never carries the same tag twice.
+  static constexpr std::uint64_t EmptyTag = 0;
+  static const std::atomic<std::uint64_t> emptyTagWord;
   struct CachedHandle {
     HANDLE handle = nullptr;
-    const std::atomic<std::uint64_t>* tag = nullptr;
-    std::uint64_t openTag = 0;
+    const std::atomic<std::uint64_t>* tag = &emptyTagWord;
+    std::uint64_t openTag = EmptyTag + 1;
     KernelObject* raw = nullptr;
     std::shared_ptr<KernelObject> object;
   };

@@ -80,8 +80,8 @@ DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
   qn::ThreadState* self = qn::existingThreadState();
   const DWORD tid = qn::knownThreadId();
   if (self != nullptr && tid != 0) {
-    qn::KernelObject* cached = qn::cachedObject(handle, *self);
-    if (cached != nullptr && cached->kind() == qn::ObjectKind::Mutex &&
+    qn::KernelObject* cached;
+    if (qn::cachedObject(handle, *self, cached) && cached->kind() == qn::ObjectKind::Mutex &&
         static_cast<qn::Mutex*>(cached)->tryTakeQuickly(*self, tid)) {
       return WAIT_OBJECT_0;
     }
