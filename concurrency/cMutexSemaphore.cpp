@@ -18,10 +18,6 @@ cMutexSemaphore::~cMutexSemaphore() {
   handle = nullptr;
 }
 
-void cMutexSemaphore::release() { ReleaseMutex(handle); }
-
-bool cMutexSemaphore::wait(DWORD milliseconds) { return WaitForSingleObject(handle, milliseconds) == WAIT_OBJECT_0; }
-
 bool cMutexSemaphore::waitForEventOrMsg(DWORD milliseconds) {
   return MsgWaitForMultipleObjects(1, &handle, FALSE, milliseconds, QS_ALLINPUT) == WAIT_OBJECT_0;
 }

@@ -162,17 +162,18 @@ KernelObject* HandleTable::borrow(HANDLE handle, std::shared_ptr<KernelObject>& 
     invalid();
     return nullptr;
   }
+  static_assert(IndexMask % ThreadState::CacheSize == ThreadState::CacheSize - 1,
+                "cachedObject finds the entry from the handle value alone");
   auto& entry = threadState().cache[d.index % ThreadState::CacheSize];
   if (slot->tag.load(std::memory_order_acquire) != d.openTag) {
     if (entry.handle == handle) {
-      entry.handle = nullptr;
-      entry.object.reset();
+      entry = ThreadState::CachedHandle{};
     }
     invalid();
     return nullptr;
   }
   // The handle is open, and a handle value only ever names one object.
-  if (entry.handle == handle) return entry.object.get();
+  if (entry.handle == handle) return entry.raw;
   std::shared_ptr<KernelObject> object = get(handle);
   if (object == nullptr) return nullptr;
   if (!cacheable(object->kind())) {
@@ -180,8 +181,11 @@ KernelObject* HandleTable::borrow(HANDLE handle, std::shared_ptr<KernelObject>& 
     return keep.get();
   }
   entry.handle = handle;
+  entry.tag = &slot->tag;
+  entry.openTag = d.openTag;
+  entry.raw = object.get();
   entry.object.swap(object);  // the object evicted goes at the end of this scope
-  return entry.object.get();
+  return entry.raw;
 }
 
 BOOL HandleTable::close(HANDLE handle) {
@@ -215,8 +219,7 @@ BOOL HandleTable::close(HANDLE handle) {
   if (ThreadState* state = existingThreadState()) {
     auto& entry = state->cache[d.index % ThreadState::CacheSize];
     if (entry.handle == handle) {
-      entry.handle = nullptr;
-      entry.object.reset();
+      entry = ThreadState::CachedHandle{};
     }
   }
   return TRUE;

@@ -13,6 +13,7 @@
 #include <qnlith/win32/types.h>
 
 #include "../errors/api.h"
+#include "thread_state.h"
 
 namespace qn {
 
@@ -109,6 +110,17 @@ class QN_INTERNAL HandleTable {
  private:
   static void invalid();
 };
+
+// The object behind a handle that the calling thread's cache holds and that
+// is still open, in `object`; false on a miss (nothing is set: the caller
+// goes on to HandleTable::borrow). Valid for as long as a borrowed pointer is.
+inline bool cachedObject(HANDLE handle, ThreadState& state, KernelObject*& object) {
+  const auto& entry = state.cache[(reinterpret_cast<std::uintptr_t>(handle) >> 2) % ThreadState::CacheSize];
+  // A close by any thread moves the slot's tag on; a slot outlives the table's use of it.
+  if (entry.handle != handle || entry.tag->load(std::memory_order_acquire) != entry.openTag) return false;
+  object = entry.raw;
+  return true;
+}
 
 // The objects behind the pseudo handles.
 QN_INTERNAL std::shared_ptr<KernelObject> currentThreadObject();

@@ -152,10 +152,31 @@ HANDLE WINAPI CreateMutexW(LPSECURITY_ATTRIBUTES, BOOL initialOwner, LPCWSTR nam
 
 HANDLE WINAPI OpenMutexW(DWORD, BOOL, LPCWSTR name) { return open(name, ObjectKind::Mutex); }
 
-BOOL WINAPI ReleaseMutex(HANDLE mutex) {
+namespace {
+
+// A release of a mutex that is not in the thread's cache, or not open.
+__attribute__((noinline)) BOOL releaseLookedUp(HANDLE mutex) {
   std::shared_ptr<qn::KernelObject> keep;
   auto* m = lookUp<qn::Mutex>(mutex, ObjectKind::Mutex, keep);
   if (m == nullptr) return FALSE;
   if (!m->release()) return qn::failWith(ERROR_NOT_OWNER);
   return TRUE;
+}
+
+}  // namespace
+
+BOOL WINAPI ReleaseMutex(HANDLE mutex) {
+  // One look at the thread's cache for a mutex it used lately.
+  qn::ThreadState* self = qn::existingThreadState();
+  const DWORD tid = qn::knownThreadId();
+  if (self != nullptr && tid != 0) {
+    qn::KernelObject* cached;
+    if (qn::cachedObject(mutex, *self, cached) && cached->kind() == ObjectKind::Mutex) {
+      if (!static_cast<qn::Mutex*>(cached)->release(*self, tid)) {
+        return qn::failWith(ERROR_NOT_OWNER);
+      }
+      return TRUE;
+    }
+  }
+  return releaseLookedUp(mutex);
 }

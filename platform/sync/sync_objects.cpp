@@ -80,15 +80,13 @@ Mutex::~Mutex() {
   if (next_ != nullptr) next_->previous_ = previous_;
 }
 
-bool Mutex::release() {
-  if (owner() != currentThreadId()) return false;
-  if (--recursion_ != 0) return true;
-  --threadState().ownedMutexes;
+bool Mutex::release() { return release(threadState(), currentThreadId()); }
+
+void Mutex::freeForWaiters() {
   update([](std::uint64_t current, std::uint64_t& next) {
     next = word::withValue(current, 0);
     return true;
   });
-  return true;
 }
 
 void Mutex::abandon() {

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <qnlith/win32/types.h>
 
@@ -25,8 +26,19 @@ struct ThreadState {
 
   // Handles looked up lately by this thread, with a reference to their
   // objects (see HandleTable::borrow).
+  // `openTag` is what the slot's tag word reads while the handle stays
+  // open, so a repeated use checks one word and takes `raw` without
+  // touching the reference count (`object` keeps it alive).
+  // An empty entry's tag word never reads its openTag, so a look needs no
+  // test for emptiness; nor does an entry whose handle was closed, since a
+  // slot never carries the same tag twice.
+  static constexpr std::uint64_t EmptyTag = 0;
+  static const std::atomic<std::uint64_t> emptyTagWord;
   struct CachedHandle {
     HANDLE handle = nullptr;
+    const std::atomic<std::uint64_t>* tag = &emptyTagWord;
+    std::uint64_t openTag = EmptyTag + 1;
+    KernelObject* raw = nullptr;
     std::shared_ptr<KernelObject> object;
   };
   static constexpr unsigned CacheSize = 16;
@@ -57,6 +69,10 @@ inline DWORD currentThreadId() {
   const DWORD id = tls::threadId;
   return id != 0 ? id : assignThreadId();
 }
+
+// The calling thread's id if it was asked for already; 0 otherwise (then
+// currentThreadId finds it).
+inline DWORD knownThreadId() { return tls::threadId; }
 
 inline ThreadState& threadState() {
   ThreadState* state = tls::state;

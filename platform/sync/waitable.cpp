@@ -17,10 +17,13 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the futex sleeps on th
 namespace {
 
 // Bursts before a thread sleeps: a lock is held for a few instructions, so
-// a short spin usually finds it free; a wait spins about as long as the
-// standard library's semaphores do before they sleep.
+// a short spin usually finds it free. A wait looks a few times between
+// pauses, then yields: longer pausing only keeps the object's cache line
+// away from the thread about to give the object back (measured: two threads
+// taking one mutex in turn ran 3 to 4 times slower with 64 pauses, 1.5
+// times with 12, than with 4).
 constexpr int LockSpins = 100;
-constexpr int WaitPauses = 12;
+constexpr int WaitPauses = 4;
 constexpr int WaitYields = 4;
 
 constexpr DWORD Pending = 0xFFFFFFFEu;

@@ -84,6 +84,7 @@ class QN_INTERNAL WaitableObject : public KernelObject {
   virtual int readyDescriptor() const { return -1; }
 
  protected:
+  std::atomic<std::uint64_t>& word() { return word_; }
 
   // Changes the state: `change(current, next)` sets next from current or
   // returns false to leave the state alone (update then returns false).

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <qnlith/core/api.h>
+#include <qnlith/win32/sync.h>
 #include <qnlith/win32/types.h>
 
 /// A recursive unnamed mutex of the platform. Nothing throws: if creation
@@ -20,10 +21,11 @@ class QNLITH_API cMutexSemaphore {
   /// Gives up one level of ownership if this thread owns it, then closes.
   virtual ~cMutexSemaphore();
 
+  // Inline, so that a wait or a release is one call into the layer.
   /// Gives up one level of ownership; the calling thread must own the mutex.
-  void release();
+  void release() { ReleaseMutex(handle); }
   /// True if the mutex is this thread's within the time-out (0xFFFFFFFF: none).
-  bool wait(DWORD milliseconds);
+  bool wait(DWORD milliseconds) { return WaitForSingleObject(handle, milliseconds) == WAIT_OBJECT_0; }
 
  private:
   bool waitForEventOrMsg(DWORD milliseconds);

@@ -9,16 +9,26 @@
 /// A scoped owner of a cMutexSemaphore, which it does not own.
 class QNLITH_API cResourceLock {
  public:
+  // Inline, like the mutex's own wait and release, so that a scope costs
+  // one call into the layer each way.
   /// Waits without time-out until the mutex is this thread's; a failed wait goes unnoticed.
-  explicit cResourceLock(cMutexSemaphore& mutex);
+  explicit cResourceLock(cMutexSemaphore& mutex) : mutex(mutex), released(true) { acquire(INFINITE); }
   /// Gives the mutex back unless release already did.
-  ~cResourceLock();
+  ~cResourceLock() {
+    if (!released) release();
+  }
 
   /// Gives back one level of the mutex, each time it is called.
-  void release();
+  void release() {
+    released = true;
+    mutex.release();
+  }
 
  private:
-  bool acquire(DWORD milliseconds);
+  bool acquire(DWORD milliseconds) {
+    released = false;
+    return mutex.wait(milliseconds);
+  }
 
  protected:
   /// The mutex held, which must outlive the lock.

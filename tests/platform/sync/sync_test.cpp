@@ -246,6 +246,77 @@ TEST(Mutexes, AbandonedWhenTheOwnerEnds) {
   EXPECT_EQ(result, WAIT_ABANDONED);
 }
 
+TEST(Mutexes, RepeatedUseByOneThreadKeepsEveryAnswer) {
+  // A thread that used a handle lately takes it again without the table;
+  // each answer below comes after such a use.
+  auto used = [](HANDLE mutex) {
+    ASSERT_EQ(WaitForSingleObject(mutex, 0), WAIT_OBJECT_0);
+    ASSERT_TRUE(ReleaseMutex(mutex));
+  };
+
+  Owned mutex(CreateMutexW(nullptr, FALSE, nullptr));
+  used(mutex);
+  for (int level = 1; level <= 3; ++level) EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_OBJECT_0) << level;
+  std::thread([&] {
+    used(Owned(CreateMutexW(nullptr, FALSE, nullptr)));  // the thread has a cache of its own
+    EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_TIMEOUT);
+    EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_TIMEOUT) << "a second look, after the first cached it";
+    SetLastError(0);
+    EXPECT_FALSE(ReleaseMutex(mutex)) << "not the owner";
+    EXPECT_EQ(lastError(), static_cast<DWORD>(ERROR_NOT_OWNER));
+  }).join();
+  for (int level = 3; level >= 1; --level) EXPECT_TRUE(ReleaseMutex(mutex)) << level;
+  SetLastError(0);
+  EXPECT_FALSE(ReleaseMutex(mutex)) << "every level given back";
+  EXPECT_EQ(lastError(), static_cast<DWORD>(ERROR_NOT_OWNER));
+
+  // A waiter that sleeps is woken by the owner's quick release.
+  ASSERT_EQ(WaitForSingleObject(mutex, 0), WAIT_OBJECT_0);
+  std::atomic<bool> done{false};
+  std::thread waiter([&] {
+    EXPECT_EQ(WaitForSingleObject(mutex, INFINITE), WAIT_OBJECT_0);
+    done = true;
+    EXPECT_TRUE(ReleaseMutex(mutex));
+  });
+  EXPECT_TRUE(staysFalse([&] { return done.load(); }));
+  EXPECT_TRUE(ReleaseMutex(mutex));
+  waiter.join();
+  EXPECT_TRUE(done);
+
+  // A mutex taken the quick way counts as owned when its thread ends.
+  std::thread([&] {
+    used(mutex);
+    EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_OBJECT_0);
+  }).join();
+  EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_ABANDONED);
+  EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_OBJECT_0) << "the new owner once more";
+  EXPECT_TRUE(ReleaseMutex(mutex));
+  EXPECT_TRUE(ReleaseMutex(mutex));
+
+  // Another thread closes a handle this thread used: both calls fail with 6,
+  // also once the slot serves a new mutex.
+  HANDLE closed = CreateMutexW(nullptr, FALSE, nullptr);
+  used(closed);
+  std::thread([&] { EXPECT_TRUE(CloseHandle(closed)); }).join();
+  Owned next(CreateMutexW(nullptr, FALSE, nullptr));
+  for (int round = 0; round < 2; ++round) {
+    SetLastError(0);
+    EXPECT_EQ(WaitForSingleObject(closed, 0), WAIT_FAILED) << round;
+    EXPECT_EQ(lastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+    SetLastError(0);
+    EXPECT_FALSE(ReleaseMutex(closed)) << round;
+    EXPECT_EQ(lastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+  }
+  used(next);
+
+  // A handle of another kind that the thread used lately is no mutex.
+  Owned event(CreateEventW(nullptr, TRUE, TRUE, nullptr));
+  EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_OBJECT_0);
+  SetLastError(0);
+  EXPECT_FALSE(ReleaseMutex(event));
+  EXPECT_EQ(lastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+}
+
 namespace {
 HANDLE mutexTakenAtThreadEnd = nullptr;
 struct TakesTheMutexWhenDestroyed {
