@@ -116,39 +116,9 @@ void WaitableObject::setFlagLocked(std::uint64_t flag, bool on) {
   }
 }
 
-Take WaitableObject::tryTake() {
-  const DWORD tid = currentThreadId();
-  std::uint64_t current = word_.load(std::memory_order_acquire);
-  for (;;) {
-    if (current & word::Locked) {
-      waitUntilUnlocked(current);
-      current = word_.load(std::memory_order_acquire);
-      continue;
-    }
-    std::uint64_t after = current;
-    const Take take = canTake(current, tid, after);
-    if (take == Take::No) return take;
-    if (after == current ||
-        word_.compare_exchange_weak(current, after, std::memory_order_acq_rel, std::memory_order_acquire)) {
-      taken(current, tid);
-      return take;
-    }
-  }
-}
+Take WaitableObject::tryTake() { return takeAs<WaitableObject, false>(currentThreadId()); }
 
-Take WaitableObject::tryTakeLocked(DWORD tid) {
-  std::uint64_t current = word_.load(std::memory_order_acquire);
-  for (;;) {
-    std::uint64_t after = current;
-    const Take take = canTake(current, tid, after);
-    if (take == Take::No) return take;
-    if (after == current ||
-        word_.compare_exchange_weak(current, after, std::memory_order_acq_rel, std::memory_order_acquire)) {
-      taken(current, tid);
-      return take;
-    }
-  }
-}
+Take WaitableObject::tryTakeLocked(DWORD tid) { return takeAs<WaitableObject, true>(tid); }
 
 void WaitableObject::link(WaitBlock& block) {
   block.next = nullptr;

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <atomic>
+#include <type_traits>
 #include <cstdint>
 
 #include "handles.h"
@@ -108,6 +109,11 @@ class QN_INTERNAL WaitableObject : public KernelObject {
 
   void waitUntilUnlocked(std::uint64_t seen);
   void wakeWaitersLocked(PendingWakes& wakes);
+  // The one take loop behind tryTake, tryTakeAs and tryTakeLocked: T is the
+  // class whose canTake and taken decide (WaitableObject: the virtual ones);
+  // a caller that holds the lock doesn't wait for it to be let go.
+  template <typename T, bool HoldsLock>
+  Take takeAs(DWORD tid);
 
   std::atomic<std::uint64_t> word_;
   WaitBlock* head_ = nullptr;  // under the lock
@@ -139,26 +145,39 @@ inline DWORD waitResult(Take take, DWORD index) {
   return (take == Take::Abandoned ? 0x80u : 0u) + index;
 }
 
-template <typename T>
-Take WaitableObject::tryTakeAs() {
+template <typename T, bool HoldsLock>
+Take WaitableObject::takeAs(DWORD tid) {
+  constexpr bool Virtual = std::is_same_v<T, WaitableObject>;
   T& self = static_cast<T&>(*this);
-  const DWORD tid = currentThreadId();
   std::uint64_t current = word_.load(std::memory_order_acquire);
   for (;;) {
-    if (current & word::Locked) {
+    if (!HoldsLock && (current & word::Locked)) {
       waitUntilUnlocked(current);
       current = word_.load(std::memory_order_acquire);
       continue;
     }
     std::uint64_t after = current;
-    const Take take = self.T::canTake(current, tid, after);
+    // A known class is called directly; the base class dispatches.
+    Take take;
+    if constexpr (Virtual)
+      take = canTake(current, tid, after);
+    else
+      take = self.T::canTake(current, tid, after);
     if (take == Take::No) return take;
     if (after == current ||
         word_.compare_exchange_weak(current, after, std::memory_order_acq_rel, std::memory_order_acquire)) {
-      self.T::taken(current, tid);
+      if constexpr (Virtual)
+        taken(current, tid);
+      else
+        self.T::taken(current, tid);
       return take;
     }
   }
+}
+
+template <typename T>
+Take WaitableObject::tryTakeAs() {
+  return takeAs<T, false>(currentThreadId());
 }
 
 template <typename Change>
